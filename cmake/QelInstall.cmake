@@ -1,0 +1,2 @@
+# Install rules, the CMake package "qel" and the pkg-config files.
+include(CMakePackageConfigHelpers)

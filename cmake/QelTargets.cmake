@@ -1,0 +1,37 @@
+# What every target of this tree is built with.
+add_library(qel_options INTERFACE)
+target_compile_options(qel_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
+  -fno-strict-aliasing)
+if(QEL_WERROR)
+  target_compile_options(qel_options INTERFACE -Werror)
+endif()
+if(QEL_SANITIZE)
+  target_compile_options(qel_options INTERFACE
+    -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
+endif()
+if(WIN32)
+  # The reference platform's functions up to Windows 7, and its wide entry points.
+  target_compile_definitions(qel_options INTERFACE
+    WINVER=0x0601 _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
+endif()
+
+# qel_test(FOLDER NAME [SYSTEM])
+#   One test program of tests/FOLDER/NAME_test.cpp, one ctest entry "FOLDER/NAME".
+#   THREADED marks it for the ThreadSanitizer run; TIMEOUT sets its seconds.
+function(qel_test folder name)
+  cmake_parse_arguments(arg "THREADED" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+  set(target ${folder}_${name}_test)
+  string(REPLACE "/" "_" target ${target})
+  add_executable(${target} ${PROJECT_SOURCE_DIR}/tests/${folder}/${name}_test.cpp ${arg_SOURCES})
+  target_link_libraries(${target} PRIVATE qel_options qel_test_support ${arg_LIBRARIES})
+  add_test(NAME ${folder}/${name} COMMAND ${target})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
+  set_tests_properties(${folder}/${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+  if(arg_THREADED)
+    set_tests_properties(${folder}/${name} PROPERTIES LABELS threaded)
+  endif()
+endfunction()
