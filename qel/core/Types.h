@@ -16,6 +16,7 @@
 typedef long qelLong;           // 32 bits, signed
 typedef unsigned long qelULong; // 32 bits, unsigned
 typedef wchar_t qelWChar;       // one UTF-16 unit
+typedef wchar_t qelOSChar;      // one unit of a file name as the system takes it
 #define QEL_W(text) L##text     // literal of qelWChar: QEL_W("text"), QEL_W('c')
 
 #else
@@ -23,6 +24,7 @@ typedef wchar_t qelWChar;       // one UTF-16 unit
 typedef int32_t qelLong;
 typedef uint32_t qelULong;
 typedef char16_t qelWChar;
+typedef char qelOSChar;
 #define QEL_W(text) u##text
 
 #endif
