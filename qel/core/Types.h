@@ -15,6 +15,8 @@
 
 typedef long qelLong;           // 32 bits, signed
 typedef unsigned long qelULong; // 32 bits, unsigned
+typedef int qelOtherLong;       // the one of `int` and `long` that qelLong is not
+typedef unsigned qelOtherULong; // the one of the unsigned pair that qelULong is not
 typedef wchar_t qelWChar;       // one UTF-16 unit
 typedef wchar_t qelOSChar;      // one unit of a file name as the system takes it
 #define QEL_W(text) L##text     // literal of qelWChar: QEL_W("text"), QEL_W('c')
@@ -23,6 +25,8 @@ typedef wchar_t qelOSChar;      // one unit of a file name as the system takes i
 
 typedef int32_t qelLong;
 typedef uint32_t qelULong;
+typedef long qelOtherLong;
+typedef unsigned long qelOtherULong;
 typedef char16_t qelWChar;
 typedef char qelOSChar;
 #define QEL_W(text) u##text
