@@ -30,13 +30,14 @@
 // THREADS: one object is for one thread at a time.
 //===----------------------------------------------------------------------===//
 
-#include <qel/containers/qelCustomHashTable.h>
 #include <qel/core/CString.h>
 #include <qel/core/DateTime.h>
 #include <qel/core/Export.h>
 #include <qel/core/String.h>
 #include <qel/core/Types.h>
 #include <qel/core/UInt64.h>
+
+struct qelCustomHashTable_t;
 
 class QEL_EXPORT qelMediaInfo {
 public:
