@@ -103,7 +103,7 @@ public:
 
 protected:
   // The number of a property, stored with each relation that names it. -1: not known, and so the
-  // text is not valid. The base returns 0.
+  // text is not valid. The base returns 0. Neither of these two may call Parse.
   virtual int GetPropertyID(const qelCString& property);
 
   // Whether the row of this name is to be seen in the tables. The base returns true.
@@ -164,14 +164,24 @@ protected:
   // What parsing has not consumed yet.
   qelCString RemainingText() const;
 
-  bool valid;                // the last Parse succeeded
+  bool valid; // the last Parse succeeded
+
+private:
+  qelCString text; // the input; its first bytes may be consumed already
+  size_t consumed; // how many of them
+
+protected:
   qelSearchExpression* root; // owned; null for the expression "*"
 
 private:
-  qelCString text;                            // the input; its first bytes may be consumed already
-  size_t consumed;                            // how many of them
   const qelExpressionOperand* logicOperands;  // table in use, not owned
   const qelExpressionOperand* binaryOperands; // table in use, not owned
+
+  bool ParseSearchTree(qelSearchExpression** slot);
+  bool ParseEndOfGroup(qelSearchExpression**& slot);
+  bool ParseLogic(qelCString& operatorText, int& operatorID);
+  const qelExpressionOperand* FindOperand(const qelExpressionOperand* table, qelCString& matched);
+  void SkipSpaces();
 };
 
 #endif

@@ -134,6 +134,9 @@ protected:
   // Reads an ISO date; a part that is missing counts as 0, so "2005-01" is the last day of 2004.
   // False when text is none or date would be invalid.
   bool ConvertToDateTime(const char* text, qelDateTime& date);
+
+private:
+  void ClassifyValue();
 };
 
 class QEL_EXPORT qelLinearExpression : public qelSearchExpression {
