@@ -19,12 +19,11 @@
 #include <cstdint>
 #include <type_traits>
 
+#include <qel/core/CString.h>
 #include <qel/core/Export.h>
 #include <qel/core/Types.h>
+#include <qel/core/UInt64.h>
 #include <qel/multiplatform/qelTime.h>
-
-class qelCString;
-class qeluint64;
 
 class QEL_EXPORT qelDateTime {
 public:

@@ -16,12 +16,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <qel/core/CString.h>
 #include <qel/core/Export.h>
+#include <qel/core/String.h>
 #include <qel/core/Types.h>
 #include <qel/core/qelULongLong.h>
-
-class qelCString;
-class qelString;
 
 class QEL_EXPORT qeluint64 {
 public:

@@ -91,8 +91,8 @@ int qelint64_Sub(qelint64* value, const qelint64* other);
 int qelint64_SubS32(qelint64* value, int32_t other);
 int qelint64_SubU32(qelint64* value, uint32_t other);
 
-// As the unsigned form: the flag tells of lost bits, so every negative value sets it for an n from 1
-// to 31.
+// As the unsigned form: the flag tells of lost bits, so every negative value sets it for an n from
+// 1 to 31.
 int qelint64_ShiftLeft(qelint64* value, uint32_t n);
 
 // Keeps the sign up to n = 63; n from 64 up gives 0.
