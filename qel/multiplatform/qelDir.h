@@ -19,12 +19,10 @@
 struct qeltimeval;
 
 // Which entries an enumeration yields, a bit mask. Without Files and Dirs nothing passes.
-enum {
-  qelDirFilterFiles = 0x01,  // what is no directory
-  qelDirFilterDirs = 0x02,   // directories
-  qelDirFilterHidden = 0x04, // hidden entries too
-  qelDirFilterDots = 0x08    // the entries "." and ".." too
-};
+constexpr int qelDirFilterFiles = 0x01;  // what is no directory
+constexpr int qelDirFilterDirs = 0x02;   // directories
+constexpr int qelDirFilterHidden = 0x04; // hidden entries too
+constexpr int qelDirFilterDots = 0x08;   // the entries "." and ".." too
 
 // One entry of a directory.
 struct qelDirEntry_t {
@@ -61,7 +59,8 @@ const qelDirEntry_t* qelDir_GetNext(qelOSDir* dir, int* error);
 // Ends a running enumeration.
 void qelDir_EndEnumeration(qelOSDir* dir);
 
-// 1 if the directory exists, otherwise 0. Links are followed.
+// 1 if the directory exists, otherwise 0.
+// POSIX: links are followed.
 // Windows: a drive without a directory ("C:") exists if there is such a drive.
 int qelDir_Exists(const char* name);
 

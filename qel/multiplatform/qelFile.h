@@ -26,32 +26,27 @@
 struct qeltimeval;
 
 // Open mode, a bit mask.
-enum {
-  qelFileModeRead = 0x01,      // read access
-  qelFileModeWrite = 0x02,     // write access
-  qelFileModeExclusive = 0x04, // no sharing with others; with create: fail when the file exists
-  qelFileModeAppend = 0x08,  // write access is forced on; the position is at the end after opening
-  qelFileModeCreate = 0x10,  // create the file when it is missing
-  qelFileModeTruncate = 0x20 // empty the file on opening
-};
+constexpr int qelFileModeRead = 0x01;      // read access
+constexpr int qelFileModeWrite = 0x02;     // write access
+constexpr int qelFileModeExclusive = 0x04; // no sharing; with create: the file must not exist yet
+constexpr int qelFileModeAppend = 0x08;   // write access, and the position at the end after opening
+constexpr int qelFileModeCreate = 0x10;   // create the file when it is missing
+constexpr int qelFileModeTruncate = 0x20; // empty the file on opening
 
 // Status of an operation.
-enum {
-  qelFileErrorNone = 0,
-  qelFileErrorGeneric = -1,        // any other system error, a refused open mode, an invalid name
-  qelFileErrorWriteProtected = -2, // the medium can't be written
-  qelFileErrorNotFound = -3,       // the file or a directory on its way is missing
-  qelFileErrorExists = -4,         // the file exists
-  qelFileErrorDiskFull = -5        // no room left
-};
+constexpr int qelFileErrorNone = 0;
+constexpr int qelFileErrorGeneric = -1;        // any other error, a refused mode, an invalid name
+constexpr int qelFileErrorWriteProtected = -2; // the medium can't be written
+constexpr int qelFileErrorNotFound = -3;       // the file or a directory on its way is missing
+constexpr int qelFileErrorExists = -4;         // the file exists
+constexpr int qelFileErrorDiskFull = -5;       // no room left
 
-// Attribute bits of qelFile_HasAttribute.
-enum {
-  qelFileAttributeHidden = 0x01 // Windows: the attribute; POSIX: the name begins with "."
-};
+// Attribute of qelFile_HasAttribute.
+// Windows: the system's attribute. POSIX: the name begins with ".", but for "." and "..".
+constexpr int qelFileAttributeHidden = 0x01;
 
 // The most bytes that one qelFile_Read or qelFile_Write moves; a greater count is cut to it.
-enum { qelFileMaxTransfer = 0x7FFFFFFF };
+constexpr int qelFileMaxTransfer = 0x7FFFFFFF;
 
 // The value of a descriptor that is not open: all bits set.
 inline void* qelFile_ClosedFD() {

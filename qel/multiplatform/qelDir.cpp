@@ -1,0 +1,19 @@
+#include <qel/multiplatform/qelDir.h>
+
+#include <cstring>
+
+#include <qel/multiplatform/qelFilePrivate.h>
+
+static bool IsDots(const char* name) {
+  return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
+}
+
+const char* qelDir_EffectivePattern(const char* pattern) {
+  return *pattern == '\0' || strcmp(pattern, "*.*") == 0 ? "*" : pattern;
+}
+
+int qelDir_PassesFilter(int filter, const char* name, int isDir, int isHidden) {
+  const int kind = isDir ? qelDirFilterDirs : qelDirFilterFiles;
+  return (filter & kind) != 0 && (!isHidden || (filter & qelDirFilterHidden) != 0) &&
+         (!IsDots(name) || (filter & qelDirFilterDots) != 0);
+}
