@@ -55,7 +55,7 @@ struct WideTraits {
 
 private:
   // The unit in its other case, if that is one unit too. Half of a pair has no case.
-  static qelWChar Changed(qelWChar c, wint_t changed) {
+  static qelWChar Changed(qelWChar c, uint32_t changed) {
     const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
     return surrogate || changed > 0xFFFF ? c : static_cast<qelWChar>(changed);
   }
