@@ -11,6 +11,10 @@ if(QEL_SANITIZE)
     -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
 endif()
+if(QEL_BUILD_FUZZERS AND QEL_SANITIZE MATCHES "address")
+  # Coverage for libFuzzer; the sanitizer's runtime has its entry points for all other programs.
+  target_compile_options(qel_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(WIN32)
   # The reference platform's functions up to Windows 7, and its wide entry points.
   target_compile_definitions(qel_options INTERFACE
