@@ -92,8 +92,8 @@ int qelNum_ParseMixed(const char* text, double* out);
 
 // "YYYY-MM-DDTHH:MM:SS.fff+HH:MM" or its beginning from "YYYY-MM" on; "Z" may stand for the zone.
 // Gives 0, or -3 with all fields 0.
-//   fields  0 year, 1 month (1 to 12), 2 day, 3 hour, 4 minute, 5 second, 6 fraction as the number that
-//           is written (0 to 999), 7 zone hours (negative behind "-"), 8 zone minutes
+//   fields  0 year, 1 month (1 to 12), 2 day, 3 hour, 4 minute, 5 second, 6 fraction as the number
+//           that is written (0 to 999), 7 zone hours (negative behind "-"), 8 zone minutes
 // What the text does not name is 0.
 int qelNum_ParseISODateTime(const char* text, int fields[9]);
 
