@@ -26,15 +26,17 @@ struct ErrorRow {
   int status;
 };
 
+// clang-format off
 const ErrorRow kErrorMap[] = {
-    {0, qelFileErrorNone},               //
-    {EROFS, qelFileErrorWriteProtected}, //
-    {ENOENT, qelFileErrorNotFound},      //
-    {ENOTDIR, qelFileErrorNotFound},     //
-    {EEXIST, qelFileErrorExists},        //
-    {ENOSPC, qelFileErrorDiskFull},      //
-    {EDQUOT, qelFileErrorDiskFull},      //
+    {0,       qelFileErrorNone},
+    {EROFS,   qelFileErrorWriteProtected},
+    {ENOENT,  qelFileErrorNotFound},
+    {ENOTDIR, qelFileErrorNotFound},
+    {EEXIST,  qelFileErrorExists},
+    {ENOSPC,  qelFileErrorDiskFull},
+    {EDQUOT,  qelFileErrorDiskFull},
 };
+// clang-format on
 
 } // namespace
 

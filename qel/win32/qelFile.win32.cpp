@@ -22,17 +22,19 @@ struct ErrorRow {
   int status;
 };
 
+// clang-format off
 const ErrorRow kErrorMap[] = {
-    {ERROR_SUCCESS, qelFileErrorNone},                 //
-    {ERROR_WRITE_PROTECT, qelFileErrorWriteProtected}, //
-    {ERROR_WRITE_FAULT, qelFileErrorWriteProtected},   //
-    {ERROR_FILE_NOT_FOUND, qelFileErrorNotFound},      //
-    {ERROR_PATH_NOT_FOUND, qelFileErrorNotFound},      //
-    {ERROR_FILE_EXISTS, qelFileErrorExists},           //
-    {ERROR_ALREADY_EXISTS, qelFileErrorExists},        //
-    {ERROR_HANDLE_DISK_FULL, qelFileErrorDiskFull},    //
-    {ERROR_DISK_FULL, qelFileErrorDiskFull},           //
+    {ERROR_SUCCESS,          qelFileErrorNone},
+    {ERROR_WRITE_PROTECT,    qelFileErrorWriteProtected},
+    {ERROR_WRITE_FAULT,      qelFileErrorWriteProtected},
+    {ERROR_FILE_NOT_FOUND,   qelFileErrorNotFound},
+    {ERROR_PATH_NOT_FOUND,   qelFileErrorNotFound},
+    {ERROR_FILE_EXISTS,      qelFileErrorExists},
+    {ERROR_ALREADY_EXISTS,   qelFileErrorExists},
+    {ERROR_HANDLE_DISK_FULL, qelFileErrorDiskFull},
+    {ERROR_DISK_FULL,        qelFileErrorDiskFull},
 };
+// clang-format on
 
 } // namespace
 
