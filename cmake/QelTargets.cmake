@@ -21,7 +21,21 @@ if(WIN32)
     WINVER=0x0601 _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
 endif()
 
-# qel_test(FOLDER NAME [SYSTEM])
+# The compiler's run-time DLLs are shared by all programs and libraries of a build: a copy inside each
+# of them would give a process several thread libraries. They must lie beside the programs.
+if(MINGW)
+  foreach(dll libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+      OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(EXISTS ${path})
+      file(COPY ${path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    else()
+      message(WARNING "${dll} not found; the programs will need it on their path")
+    endif()
+  endforeach()
+endif()
+
+# qel_test(FOLDER NAME [THREADED] [TIMEOUT SECONDS] [SOURCES ...] [LIBRARIES ...])
 #   One test program of tests/FOLDER/NAME_test.cpp, one ctest entry "FOLDER/NAME".
 #   THREADED marks it for the ThreadSanitizer run; TIMEOUT sets its seconds.
 function(qel_test folder name)
