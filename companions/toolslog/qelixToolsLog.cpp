@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <pthread.h>
+
 #include <spdlog/details/os.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
@@ -142,7 +144,33 @@ struct ThreadLines {
   std::unique_ptr<OpenLine> spare; // kept for its buffer
   bool inCallback = false;
 };
-thread_local ThreadLines threadLines;
+
+// A key with a destructor instead of a thread_local object: mingw-w64 frees a thread's local
+// variables ahead of their destructors.
+class ThreadLinesKey {
+public:
+  ThreadLinesKey() {
+    if (pthread_key_create(&m_key, [](void* lines) { delete static_cast<ThreadLines*>(lines); }) !=
+        0)
+      std::abort(); // a thread-specific key is taken once, when the library is loaded
+  }
+  ThreadLines& Get() const {
+    void* lines = pthread_getspecific(m_key);
+    if (lines == nullptr) {
+      lines = new ThreadLines;
+      pthread_setspecific(m_key, lines);
+    }
+    return *static_cast<ThreadLines*>(lines);
+  }
+
+private:
+  pthread_key_t m_key;
+};
+
+ThreadLines& Mine() {
+  static const ThreadLinesKey key;
+  return key.Get();
+}
 
 spdlog::level::level_enum SpdlogLevel(uint32_t level) {
   return level <= 1 ? spdlog::level::err : spdlog::level::trace;
@@ -181,9 +209,9 @@ void WriteToCallback(LogState& state, const OpenLine& line) {
   finished.text = line.text.c_str();
   finished.length = line.text.size();
   finished.thread = spdlog::details::os::thread_id();
-  threadLines.inCallback = true;
+  Mine().inCallback = true;
   state.callback(&finished, state.context);
-  threadLines.inCallback = false;
+  Mine().inCallback = false;
 }
 
 } // namespace
@@ -191,9 +219,10 @@ void WriteToCallback(LogState& state, const OpenLine& line) {
 extern "C" {
 
 qelLogRecord* qelLog_Begin(uint32_t level, uint32_t module) {
-  if (!qelLog_WillLog(level, module) || threadLines.inCallback)
+  if (!qelLog_WillLog(level, module))
     return nullptr;
-  std::unique_ptr<OpenLine> line = std::move(threadLines.spare);
+  ThreadLines& mine = Mine();
+  std::unique_ptr<OpenLine> line = std::move(mine.spare);
   if (line == nullptr)
     line = std::make_unique<OpenLine>();
   line->record = qelLogRecord{};
@@ -201,7 +230,7 @@ qelLogRecord* qelLog_Begin(uint32_t level, uint32_t module) {
   line->module = module;
   line->text.clear();
   qelLogRecord* record = &line->record;
-  threadLines.open.push_back(std::move(line));
+  mine.open.push_back(std::move(line));
   return record;
 }
 
@@ -213,9 +242,10 @@ void qelLog_Append_F(const char* format, ...) {
 }
 
 void qelLog_Append_VF(const char* format, va_list args) {
-  if (threadLines.open.empty())
+  ThreadLines& mine = Mine();
+  if (mine.open.empty())
     return;
-  std::string& text = threadLines.open.back()->text;
+  std::string& text = mine.open.back()->text;
   va_list again;
   va_copy(again, args);
   char small[512];
@@ -232,7 +262,7 @@ void qelLog_Append_VF(const char* format, va_list args) {
 }
 
 void qelLog_End(qelLogRecord* record) {
-  auto& open = threadLines.open;
+  auto& open = Mine().open;
   if (record == nullptr || open.empty() || &open.back()->record != record)
     return;
   std::unique_ptr<OpenLine> line = std::move(open.back());
@@ -243,13 +273,13 @@ void qelLog_End(qelLogRecord* record) {
     WriteToCallback(state, *line);
     WriteToSinks(state, *line);
   }
-  threadLines.spare = std::move(line);
+  Mine().spare = std::move(line);
 }
 
 int qelLog_WillLog(uint32_t level, uint32_t module) {
   if (level >= __atomic_load_n(&_qelLog_Level, __ATOMIC_RELAXED))
     return 0;
-  if (threadLines.inCallback)
+  if (Mine().inCallback)
     return 0; // the mutex is this thread's already
   LogState& state = State();
   std::lock_guard<std::mutex> lock(state.mutex);
