@@ -411,7 +411,7 @@ static int SignedAddFlag(int64_t a, int64_t b) {
 
 TEST(Int64Add, FlagsTwoNegativeHighHalvesBeforeTheCarry) {
   qelint64 value = S(INT64_MIN + 0xFFFFFFFF);
-  const qelint64 other = S(-0xFFFFFFFF); // the carry brings the sum back to the smallest value
+  const qelint64 other = S(-int64_t(0xFFFFFFFF)); // the carry brings the sum back to the smallest value
   EXPECT_EQ(qelint64_Add(&value, &other), 1);
   EXPECT_EQ(N(value), INT64_MIN);
 }
@@ -511,7 +511,7 @@ TEST(Int64Mul, CollectsTheFlagsOfTheAddsOnly) {
   EXPECT_EQ(product, -5);
   EXPECT_EQ(MulFlag(INT64_MAX, 3, &product), 0); // max + (-2)
   EXPECT_EQ(product, INT64_MAX - 2);
-  EXPECT_EQ(MulFlag((int64_t(1) << 61) + 1, 6, &product), 1); // 2^62 + 2 and then 2^63 + 4
+  EXPECT_EQ(MulFlag(int64_t(3) << 60, 3, &product), 1); // 3 * 2^60 and 6 * 2^60
 }
 
 TEST(Int64Model, MultipliesModulo2To64AndFlagsThePartialSums) {
