@@ -1,0 +1,223 @@
+#include <qel/multiplatform/qelCondition.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/Gate.h>
+
+namespace {
+
+class QelOSConditionTest : public testing::Test {
+protected:
+  ~QelOSConditionTest() override {
+    qelOSCondition_Delete(condition);
+    qelOSMutex_Delete(outer);
+  }
+
+  int LockedWait(qelULong ms) {
+    qelOSMutex_Lock(outer);
+    const int result = qelOSCondition_WaitTimeout(condition, outer, ms);
+    qelOSMutex_Unlock(outer);
+    return result;
+  }
+
+  // Nobody is inside, and nothing is left that would wake somebody by mistake.
+  void ExpectAtRest() {
+    EXPECT_EQ(condition->waiting, 0);
+    EXPECT_EQ(condition->signals, 0);
+    EXPECT_EQ(qelOSSemaphore_WaitTimeout(condition->waitSem, 0), 1);
+    EXPECT_EQ(qelOSSemaphore_WaitTimeout(condition->doneSem, 0), 1);
+  }
+
+  void Await(int waiting) {
+    AwaitThat([=] { return WaitingOn(condition) == waiting; });
+  }
+
+  qelOSCondition* condition = qelOSCondition_New();
+  qelOSMutex* outer = qelOSMutex_New();
+};
+
+using QelOSConditionSignal = QelOSConditionTest;
+using QelOSConditionBroadcast = QelOSConditionTest;
+using QelOSConditionWaitTimeout = QelOSConditionTest;
+
+TEST(QelOSConditionDelete, IgnoresNull) {
+  qelOSCondition_Delete(nullptr);
+}
+
+TEST_F(QelOSConditionSignal, LeavesNoTraceWithNobodyWaiting) {
+  EXPECT_EQ(qelOSCondition_Signal(condition), 0);
+  EXPECT_EQ(qelOSCondition_Broadcast(condition), 0);
+  ExpectAtRest();
+  EXPECT_EQ(LockedWait(0), 1);
+}
+
+TEST_F(QelOSConditionWaitTimeout, GivesOneWhenTheTimeHasRunOut) {
+  EXPECT_EQ(LockedWait(0), 1);
+  EXPECT_EQ(LockedWait(5), 1);
+  ExpectAtRest();
+}
+
+TEST_F(QelOSConditionSignal, WakesOneOfTheWaiters) {
+  std::atomic<int> woken{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i)
+    threads.emplace_back([&] {
+      EXPECT_EQ(LockedWait(qelOSWaitForever), 0);
+      woken += 1;
+    });
+  for (int left = 3; left > 0; --left) {
+    Await(left);
+    EXPECT_EQ(qelOSCondition_Signal(condition), 0);
+    // The signaller comes back when one waiter has acknowledged, and that one only.
+    EXPECT_EQ(WaitingOn(condition), left - 1);
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(woken.load(), 3);
+  ExpectAtRest();
+}
+
+TEST_F(QelOSConditionSignal, MayHoldTheOuterLock) {
+  std::thread waiter([&] { EXPECT_EQ(LockedWait(qelOSWaitForever), 0); });
+  Await(1);
+  qelOSMutex_Lock(outer);
+  EXPECT_EQ(qelOSCondition_Signal(condition), 0);
+  EXPECT_EQ(WaitingOn(condition), 0);
+  qelOSMutex_Unlock(outer);
+  waiter.join();
+  ExpectAtRest();
+}
+
+TEST_F(QelOSConditionWaitTimeout, HoldsTheOuterLockAgainAfterwards) {
+  std::thread waiter([&] {
+    qelOSMutex_Lock(outer);
+    EXPECT_EQ(qelOSCondition_Wait(condition, outer), 0);
+    EXPECT_EQ(qelOSMutex_IsOwner(outer), 1);
+    EXPECT_EQ(qelOSCondition_WaitTimeout(condition, outer, 0), 1);
+    EXPECT_EQ(qelOSMutex_IsOwner(outer), 1);
+    qelOSMutex_Unlock(outer);
+  });
+  Await(1);
+  qelOSCondition_Signal(condition);
+  waiter.join();
+}
+
+TEST_F(QelOSConditionBroadcast, WakesAllWhoWait) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 5; ++i)
+    threads.emplace_back([&] { EXPECT_EQ(LockedWait(qelOSWaitForever), 0); });
+  Await(5);
+  EXPECT_EQ(qelOSCondition_Broadcast(condition), 0);
+  EXPECT_EQ(WaitingOn(condition), 0);
+  for (std::thread& thread : threads)
+    thread.join();
+  ExpectAtRest();
+}
+
+// A signal is under way, and another waiter has taken its post already: the one whose time runs out
+// neither waits for that post nor acknowledges in the other's place.
+TEST_F(QelOSConditionWaitTimeout, LeavesASignalAloneWhosePostIsTaken) {
+  qelOSMutex_Lock(condition->lock);
+  condition->waiting = 1;
+  condition->signals = 1;
+  qelOSMutex_Unlock(condition->lock);
+  EXPECT_EQ(LockedWait(1), 1);
+  EXPECT_EQ(condition->waiting, 1);
+  EXPECT_EQ(condition->signals, 1);
+  condition->waiting = 0;
+  condition->signals = 0;
+  ExpectAtRest();
+}
+
+// One waiter with a limit and one signaller set off together, so the two cross in every way.
+TEST_F(QelOSConditionWaitTimeout, LeavesNothingBehindWhenItCrossesASignal) {
+  const int rounds = 4000;
+  Gate gate(2);
+  std::thread signaller([&] {
+    for (int i = 0; i < rounds; ++i) {
+      gate.Pass();
+      if (i % 4 < 2)
+        std::this_thread::yield();
+      qelOSCondition_Signal(condition);
+      gate.Pass();
+    }
+  });
+  for (int i = 0; i < rounds; ++i) {
+    gate.Pass();
+    EXPECT_LE(LockedWait(static_cast<qelULong>(i % 2)), 1);
+    gate.Pass();
+    ASSERT_EQ(condition->waiting, 0);
+    ASSERT_EQ(condition->signals, 0);
+  }
+  signaller.join();
+  ExpectAtRest();
+}
+
+// Many of both at once, with limits from nothing to two milliseconds.
+TEST_F(QelOSConditionWaitTimeout, SurvivesAnyNumberOfCrossings) {
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> signallers;
+  for (int i = 0; i < 3; ++i)
+    signallers.emplace_back([&, i] {
+      while (!stop) {
+        if (i == 2)
+          qelOSCondition_Broadcast(condition);
+        else
+          qelOSCondition_Signal(condition);
+        std::this_thread::yield();
+      }
+    });
+  std::vector<std::thread> waiters;
+  for (unsigned seed = 1; seed <= 4; ++seed)
+    waiters.emplace_back([&, seed] {
+      std::mt19937 random(seed);
+      for (int i = 0; i < 3000; ++i)
+        EXPECT_LE(LockedWait(static_cast<qelULong>(random() % 3)), 1);
+    });
+  for (std::thread& waiter : waiters)
+    waiter.join();
+  stop = true;
+  for (std::thread& signaller : signallers)
+    signaller.join();
+  ExpectAtRest();
+}
+
+// The way of a message queue: the signal is given with the outer lock held, and a consumer waits once
+// when there is nothing.
+TEST_F(QelOSConditionSignal, LosesNoWakeUpOfAConsumer) {
+  const int items = 3000;
+  int stored = 0;
+  int taken = 0;
+  std::thread consumer([&] {
+    while (taken < 3 * items) {
+      qelOSMutex_Lock(outer);
+      if (stored == 0)
+        qelOSCondition_Wait(condition, outer);
+      taken += stored;
+      stored = 0;
+      qelOSMutex_Unlock(outer);
+    }
+  });
+  std::vector<std::thread> producers;
+  for (int i = 0; i < 3; ++i)
+    producers.emplace_back([&] {
+      for (int j = 0; j < items; ++j) {
+        qelOSMutex_Lock(outer);
+        stored += 1;
+        qelOSCondition_Signal(condition);
+        qelOSMutex_Unlock(outer);
+      }
+    });
+  for (std::thread& producer : producers)
+    producer.join();
+  consumer.join();
+  EXPECT_EQ(taken, 3 * items);
+  ExpectAtRest();
+}
+
+} // namespace

@@ -1,0 +1,45 @@
+#include <qel/threads/CriticalSection.h>
+
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(QelCriticalSectionEnter, MayBeRepeatedAndIsUndoneAsOften) {
+  qelCriticalSection section;
+  EXPECT_EQ(section.Enter(), 0);
+  EXPECT_EQ(section.Enter(), 0);
+  EXPECT_EQ(section.Leave(), 0);
+  EXPECT_EQ(section.Leave(), 0);
+  std::thread([&] {
+    EXPECT_EQ(section.Enter(), 0);
+    EXPECT_EQ(section.Leave(), 0);
+  }).join();
+}
+
+TEST(QelCriticalSectionLocker, StaysInsideDuringItsLife) {
+  qelCriticalSection section;
+  int counter = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i)
+    threads.emplace_back([&] {
+      for (int j = 0; j < 5000; ++j) {
+        qelCriticalSectionLocker outer(&section);
+        qelCriticalSectionLocker inner(&section);
+        counter += 1;
+      }
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(counter, 20000);
+}
+
+TEST(QelCriticalSectionShape, HasNoVirtualOperation) {
+  EXPECT_FALSE(std::is_polymorphic<qelCriticalSection>::value);
+  EXPECT_FALSE(std::is_polymorphic<qelCriticalSectionLocker>::value);
+}
+
+} // namespace
