@@ -278,9 +278,11 @@ TEST_F(qelFileClose, ReportsADescriptorThatIsNotOpen) {
   ASSERT_EQ(qelFile_Open(m_dir.Write("x").c_str(), kRead, 0, &fd), 0);
   EXPECT_EQ(qelFile_Close(fd), 0);
   EXPECT_THAT(m_log.Texts(), IsEmpty());
+  EXPECT_EQ(qelFile_Close(fd), -1);
   EXPECT_EQ(qelFile_Read(fd, nullptr, 0), -1);
   EXPECT_THAT(TakeShapes(m_log),
-              ElementsAre("qelFile: cannot read 0 bytes (fd = #) (error = #)\n"));
+              ElementsAre("qelFile: Cannot close file (fd = #) (error = #)\n",
+                          "qelFile: cannot read 0 bytes (fd = #) (error = #)\n"));
 }
 
 // Reading and writing -----------------------------------------------------------------
