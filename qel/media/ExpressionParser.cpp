@@ -118,64 +118,65 @@ const qelExpressionOperand qelDefaultBinaryOperands[] = {
 };
 // clang-format on
 
-qelExpressionParser::qelExpressionParser(const qelCString& input)
-    : valid(false), text(input), consumed(0), root(nullptr), logicOperands(qelDefaultLogicOperands),
-      binaryOperands(qelDefaultBinaryOperands) {}
+qelExpressionParser::qelExpressionParser(const qelCString& text)
+    : m_valid(false), m_text(text), m_consumed(0), m_root(nullptr),
+      m_logicOperands(qelDefaultLogicOperands), m_binaryOperands(qelDefaultBinaryOperands) {}
 qelExpressionParser::qelExpressionParser(const qelExpressionParser&) = default;
 qelExpressionParser& qelExpressionParser::operator=(const qelExpressionParser&) = default;
 
 qelExpressionParser::~qelExpressionParser() {
-  delete root;
+  delete m_root;
 }
 
 void qelExpressionParser::SetLogicOperands(const qelExpressionOperand* table) {
-  logicOperands = table;
+  m_logicOperands = table;
 }
 
 void qelExpressionParser::SetBinaryOperands(const qelExpressionOperand* table) {
-  binaryOperands = table;
+  m_binaryOperands = table;
 }
 
 bool qelExpressionParser::Parse() {
-  valid = ParseExpression();
+  m_valid = ParseExpression();
   ManagePrecedence();
-  return valid;
+  return m_valid;
 }
 
 bool qelExpressionParser::IsValid() const {
-  return valid;
+  return m_valid;
 }
 
 bool qelExpressionParser::Evaluate(qelSearchExpressionEvaluator* evaluator) {
-  if (!valid)
+  if (!m_valid)
     return false;
-  return root == nullptr || root->Evaluate(evaluator);
+  return m_root == nullptr || m_root->Evaluate(evaluator);
 }
 
 bool qelExpressionParser::IsSameAs(qelExpressionParser* other) {
-  if (other == nullptr || !valid || !other->valid || root == nullptr || other->root == nullptr)
+  if (other == nullptr || !m_valid || !other->m_valid || m_root == nullptr ||
+      other->m_root == nullptr)
     return false;
-  return root->IsSameAs(other->root);
+  return m_root->IsSameAs(other->m_root);
 }
 
 void qelExpressionParser::Display() {
-  if (!valid)
+  if (!m_valid)
     return;
-  if (root != nullptr)
-    root->Display();
+  if (m_root != nullptr)
+    m_root->Display();
   else
     printf("*");
   printf("\n");
 }
 
 qelCString qelExpressionParser::GetSearchCriteriaList() {
-  return root != nullptr ? root->GetSearchCriteriaList(qelCString()) : qelCString();
+  return m_root != nullptr ? m_root->GetSearchCriteriaList(qelCString()) : qelCString();
 }
 
 qelArray_t* qelExpressionParser::GetDiscriminantCriteria() {
   qelArray_t* const list = qelArray_New();
-  if (valid)
-    GetDiscriminantCriteria(list, root);
+  if (m_valid)
+    GetDiscriminantCriteria(list, m_root);
   return list;
 }
 
@@ -198,11 +199,14 @@ bool qelExpressionParser::GetRelExpressionValue(const char* property, size_t occ
 
 // INTENDED: the left child of a link is not entered, so in (a and b or c) or d the group evaluates
 // as a and (b or c). Pinned by ManagePrecedence.LeavesAGroupToTheLeftAsParsed.
+// INTENDED: a group at the end of a chain is no link and never regrouped with what is ahead of it,
+// so a or b and (c) evaluates as (a or b) and (c). Stored searches are written for that. Pinned by
+// ManagePrecedence.TestsAGroupBehindAndAgainstAllThatStandsAhead.
 void qelExpressionParser::ManagePrecedence() {
-  if (!valid)
+  if (!m_valid)
     return;
-  RegroupAll(root, Logic_And);
-  RegroupAll(root, Logic_Or);
+  RegroupAll(m_root, Logic_And);
+  RegroupAll(m_root, Logic_Or);
 }
 
 int qelExpressionParser::GetPropertyID(const qelCString&) {
@@ -214,22 +218,22 @@ bool qelExpressionParser::OperandSupported(const char*) {
 }
 
 bool qelExpressionParser::ParseExpression() {
-  delete root;
-  root = nullptr;
-  const bool complete = (ParseSpacesCharSpaces('*') || ParseSearchExp(&root)) && ParseEOI();
-  text = RemainingText();
-  consumed = 0;
+  delete m_root;
+  m_root = nullptr;
+  const bool complete = (ParseSpacesCharSpaces('*') || ParseSearchExp(&m_root)) && ParseEOI();
+  m_text = RemainingText();
+  m_consumed = 0;
   return complete;
 }
 
 bool qelExpressionParser::ParseSearchExp(qelSearchExpression** out) {
-  const size_t start = consumed;
+  const size_t start = m_consumed;
   *out = nullptr;
   if (ParseSearchTree(out))
     return true;
   delete *out;
   *out = nullptr;
-  consumed = start;
+  m_consumed = start;
   return false;
 }
 
@@ -283,33 +287,33 @@ bool qelExpressionParser::ParseEndOfGroup(qelSearchExpression**& slot) {
 
 bool qelExpressionParser::ParseLogic(qelCString& operatorText, int& operatorID) {
   qelCString ignored; // the value of a keyword that has one
-  return ParseOperand(logicOperands, operatorText, operatorID, ignored);
+  return ParseOperand(m_logicOperands, operatorText, operatorID, ignored);
 }
 
 bool qelExpressionParser::ParseRelExp(qelSearchExpression** out) {
-  const size_t start = consumed;
+  const size_t start = m_consumed;
   qelRelExpression* const relation = new qelRelExpression;
   *out = relation;
   if (ParseWord(relation->property)) {
     relation->propertyID = GetPropertyID(relation->property);
-    if (relation->propertyID != -1 &&
-        ParseOperand(binaryOperands, relation->operatorText, relation->operatorID, relation->value))
+    if (relation->propertyID != -1 && ParseOperand(m_binaryOperands, relation->operatorText,
+                                                   relation->operatorID, relation->value))
       return true;
   }
   delete relation;
   *out = nullptr;
-  consumed = start;
+  m_consumed = start;
   return false;
 }
 
 bool qelExpressionParser::ParseOperand(const qelExpressionOperand* table, qelCString& operatorText,
                                        int& operatorID, qelCString& value) {
-  const size_t start = consumed;
+  const size_t start = m_consumed;
   const qelExpressionOperand* row = ParseSpaces() ? FindOperand(table, operatorText) : nullptr;
   if (row != nullptr)
     operatorID = row->id;
   if (row == nullptr || !ParseSpaces()) {
-    consumed = start;
+    m_consumed = start;
     return false;
   }
   // INTENDED: a value that is missing does not give back the keyword; a search that ends in a logic
@@ -337,33 +341,33 @@ const qelExpressionOperand* qelExpressionParser::FindOperand(const qelExpression
 }
 
 bool qelExpressionParser::ParseWord(qelCString& word) {
-  const char* const bytes = text.c_str();
-  size_t end = consumed;
-  while (end < text.length() && bytes[end] != ')' && !IsSpace(bytes[end]))
+  const char* const bytes = m_text.c_str();
+  size_t end = m_consumed;
+  while (end < m_text.length() && bytes[end] != ')' && !IsSpace(bytes[end]))
     end++;
-  word = qelCString(bytes, consumed, end - consumed);
-  consumed = end;
+  word = qelCString(bytes, m_consumed, end - m_consumed);
+  m_consumed = end;
   return !word.IsEmpty();
 }
 
 bool qelExpressionParser::ParseQuotedValue(qelCString& value) {
   value.Empty();
-  const char* const bytes = text.c_str();
-  if (bytes[consumed] != '"') // The terminator, if nothing is left.
+  const char* const bytes = m_text.c_str();
+  if (bytes[m_consumed] != '"') // The terminator, if nothing is left.
     return false;
-  size_t end = consumed + 1;
+  size_t end = m_consumed + 1;
   size_t length = 0;
-  for (; end < text.length() && bytes[end] != '"'; end++, length++) {
+  for (; end < m_text.length() && bytes[end] != '"'; end++, length++) {
     if (bytes[end] == '\\')
       end++;
   }
-  if (end >= text.length())
+  if (end >= m_text.length())
     return false;
   if (length != 0) {
-    Unescape(bytes + consumed + 1, bytes + end, value.GetWriteBuf(length));
+    Unescape(bytes + m_consumed + 1, bytes + end, value.GetWriteBuf(length));
     value.UngetWriteBuf(length);
   }
-  consumed = end + 1;
+  m_consumed = end + 1;
   return true;
 }
 
@@ -373,27 +377,27 @@ bool qelExpressionParser::ParseBoolValue(qelCString& value) {
 
 bool qelExpressionParser::ParseKeyword(const char* keyword, qelCString& matched) {
   const size_t n = strlen(keyword);
-  if (text.length() - consumed < n || memcmp(text.c_str() + consumed, keyword, n) != 0)
+  if (m_text.length() - m_consumed < n || memcmp(m_text.c_str() + m_consumed, keyword, n) != 0)
     return false;
   matched = keyword;
-  consumed += n;
+  m_consumed += n;
   return true;
 }
 
 bool qelExpressionParser::ParseSpaces() {
-  const size_t start = consumed;
+  const size_t start = m_consumed;
   SkipSpaces();
-  return consumed != start;
+  return m_consumed != start;
 }
 
 bool qelExpressionParser::ParseSpacesChar(char c) {
-  const size_t start = consumed;
+  const size_t start = m_consumed;
   SkipSpaces();
-  if (consumed < text.length() && text.c_str()[consumed] == c) {
-    consumed++;
+  if (m_consumed < m_text.length() && m_text.c_str()[m_consumed] == c) {
+    m_consumed++;
     return true;
   }
-  consumed = start;
+  m_consumed = start;
   return false;
 }
 
@@ -405,11 +409,11 @@ bool qelExpressionParser::ParseSpacesCharSpaces(char c) {
 }
 
 bool qelExpressionParser::ParseEOI() {
-  const size_t start = consumed;
+  const size_t start = m_consumed;
   SkipSpaces();
-  if (consumed == text.length())
+  if (m_consumed == m_text.length())
     return true;
-  consumed = start;
+  m_consumed = start;
   return false;
 }
 
@@ -452,10 +456,10 @@ bool qelExpressionParser::ManagePrecedence(qelSearchExpression* expression, int 
 }
 
 qelCString qelExpressionParser::RemainingText() const {
-  return qelCString(text.c_str(), consumed, text.length() - consumed);
+  return qelCString(m_text.c_str(), m_consumed, m_text.length() - m_consumed);
 }
 
 void qelExpressionParser::SkipSpaces() {
-  while (consumed < text.length() && IsSpace(text.c_str()[consumed]))
-    consumed++;
+  while (m_consumed < m_text.length() && IsSpace(m_text.c_str()[m_consumed]))
+    m_consumed++;
 }

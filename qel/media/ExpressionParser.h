@@ -9,9 +9,12 @@
 // A program derives from the class to say which properties it knows
 // (GetPropertyID) and which operators it allows (OperandSupported), parses, and
 // evaluates the tree against each of its objects. "and" binds tighter than "or",
-// both group from the left; inside of a group that stands to the left of a logic
-// keyword the chain stays as written, leaning to the right: in
-// (a and b or c) or d the group means a and (b or c).
+// both group from the left, with two limits that searches have come to rely on:
+// - inside of a group ahead of a logic keyword the chain leans to the right, as
+//   it is written: in (a and b or c) or d the group means a and (b or c);
+// - a group that ends a chain behind "and" is tested against all that stands
+//   ahead: a or b and (c) means (a or b) and (c), while a or (b and (c)) is what
+//   it says.
 //
 // Spaces (the characters 9 to 13 and 32) are compulsory around every keyword.
 // "*" alone matches everything and has no tree. The text may hold any bytes; its
@@ -112,7 +115,7 @@ protected:
   // The scanners. Each works at the front of the text and consumes what it accepts; unless told
   // otherwise it consumes nothing on false.
 
-  // The whole input, into root. On false the rest may be partly consumed, and root may hold what was
+  // The whole input, into m_root. On false the rest may be partly consumed, and m_root may hold what was
   // read so far.
   bool ParseExpression();
 
@@ -164,18 +167,18 @@ protected:
   // What parsing has not consumed yet.
   qelCString RemainingText() const;
 
-  bool valid; // the last Parse succeeded
+  bool m_valid; // the last Parse succeeded
 
 private:
-  qelCString text; // the input; its first bytes may be consumed already
-  size_t consumed; // how many of them
+  qelCString m_text; // the input; its first bytes may be consumed already
+  size_t m_consumed; // how many of them
 
 protected:
-  qelSearchExpression* root; // owned; null for the expression "*"
+  qelSearchExpression* m_root; // owned; null for the expression "*"
 
 private:
-  const qelExpressionOperand* logicOperands;  // table in use, not owned
-  const qelExpressionOperand* binaryOperands; // table in use, not owned
+  const qelExpressionOperand* m_logicOperands;  // table in use, not owned
+  const qelExpressionOperand* m_binaryOperands; // table in use, not owned
 
   bool ParseSearchTree(qelSearchExpression** slot);
   bool ParseEndOfGroup(qelSearchExpression**& slot);
