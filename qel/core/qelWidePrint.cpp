@@ -26,8 +26,9 @@ struct Sink {
     ++count;
   }
   void Fill(size_t n, qelWChar unit) {
-    for (; n != 0; --n)
+    for (; n != 0 && count < room; --n)
       Put(unit);
+    count += n;
   }
 };
 
