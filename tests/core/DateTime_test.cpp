@@ -21,13 +21,6 @@ static const int32_t kJanuary = 1610020800; // 2021-01-07 12:00:00 UTC
 static const char* const kZones[] = {"UTC0",     "EST5EDT",    "CET-1CEST",  "PST8PDT",
                                      "IST-5:30", "NST3:30NDT", "NZST-12NZDT"};
 
-// Every test begins in UTC, and puts UTC back after another zone.
-class UTCFirst : public testing::Environment {
-public:
-  void SetUp() override { SetZoneForTest("UTC0"); }
-};
-static testing::Environment* const s_utcFirst = testing::AddGlobalTestEnvironment(new UTCFirst);
-
 static qelDateTime At(int32_t seconds, int32_t microseconds = 0) {
   return qelDateTime(qeltimeval{seconds, microseconds});
 }
