@@ -411,7 +411,8 @@ static int SignedAddFlag(int64_t a, int64_t b) {
 
 TEST(Int64Add, FlagsTwoNegativeHighHalvesBeforeTheCarry) {
   qelint64 value = S(INT64_MIN + 0xFFFFFFFF);
-  const qelint64 other = S(-int64_t(0xFFFFFFFF)); // the carry brings the sum back to the smallest value
+  const qelint64 other =
+      S(-int64_t(0xFFFFFFFF)); // the carry brings the sum back to the smallest value
   EXPECT_EQ(qelint64_Add(&value, &other), 1);
   EXPECT_EQ(N(value), INT64_MIN);
 }
