@@ -1,0 +1,98 @@
+#include "Output.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "Platform.h"
+#include "Properties.h"
+#include "Text.h"
+
+namespace mediaquery {
+
+HitWriter::HitWriter(bool human) {
+  m_json.SetStrictMode(false); // slashes stay readable
+  m_json.SetHumanMode(human, "  ");
+}
+
+static void WriteProperty(qelMediaInfo& item, const Property& property, qelJSONFormatter* json) {
+  qelCString text;
+  if (!property.read(item, &text))
+    return;
+  json->MapKey(property.name, false);
+  if (property.kind == kPropertyNumber)
+    json->Value(qeluint64::FromString(text.c_str(), 0).GetValue());
+  else
+    json->Value(ToValidUTF8(text).c_str());
+}
+
+// The formatter closes a map with a comma behind the last member, and in human mode opens it with a
+// line feed. Without those two the text is JSON for any reader.
+static std::string MakeStrict(const qelCString& object) {
+  std::string text(object.c_str(), object.length());
+  const size_t comma = text.rfind(',');
+  text.erase(comma, 1);
+  text.erase(0, text.find('{'));
+  return text;
+}
+
+bool HitWriter::Write(qelMediaInfo& item) {
+  m_json.Reset();
+  m_json.MapBegin();
+  for (size_t i = 0; i < GetPropertyCount(); ++i)
+    WriteProperty(item, GetProperty(i), &m_json);
+  m_json.MapEnd();
+  const std::string line = MakeStrict(m_json.Result()) + "\n";
+  return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() &&
+         std::fflush(stdout) == 0;
+}
+
+static std::string Count(uint64_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+static std::string FormatCounts(const Totals& totals) {
+  return Count(totals.files, "file", "files") + " seen, " +
+         Count(totals.items, "media item", "media items") + ", " +
+         Count(totals.hits, "hit", "hits");
+}
+
+Progress::Progress() : m_enabled(IsTerminal(stderr)), m_length(0) {}
+
+void Progress::Show(const Totals& totals) {
+  if (!m_enabled)
+    return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < m_next)
+    return;
+  m_next = now + std::chrono::milliseconds(100);
+  Clear();
+  const std::string line = FormatCounts(totals);
+  std::fprintf(stderr, "%s\r", line.c_str());
+  m_length = line.size();
+  std::fflush(stderr);
+}
+
+void Progress::Clear() {
+  if (m_length == 0)
+    return;
+  std::fprintf(stderr, "\r%*s\r", static_cast<int>(m_length), "");
+  std::fflush(stderr);
+  m_length = 0;
+}
+
+std::string FormatTotals(const Totals& totals, double seconds) {
+  char time[32];
+  std::snprintf(time, sizeof time, "%.2f s", seconds);
+  std::string line = FormatCounts(totals) + ", " + time;
+  if (totals.limited)
+    line += "; stopped at the limit";
+  if (totals.unreadableFiles != 0)
+    line += "; " + Count(totals.unreadableFiles, "media file", "media files") + " not readable";
+  if (totals.unreadableFolders != 0)
+    line += "; " + Count(totals.unreadableFolders, "folder", "folders") + " not readable";
+  if (totals.repeatedFolders != 0)
+    line += "; " + Count(totals.repeatedFolders, "folder", "folders") + " met again and left out";
+  return line;
+}
+
+} // namespace mediaquery

@@ -1,0 +1,149 @@
+//===----------------------------------------------------------------------===//
+// mediaquery: finds the media files below a folder that match search criteria, and
+// prints them as JSON. It shows how a program uses the library's main parts:
+//
+//   FolderWalk   qelDir and qelPathName: one walk over a tree of folders
+//   MediaItem    qelFile and qelMediaInfo: the description of one file
+//   Criteria     qelExpressionParser: text to search tree, and the place of faults
+//   Properties   qelSearchExpressionEvaluator: the search asks about an item
+//   Output       qelJSONFormatter: hits as JSON
+//===----------------------------------------------------------------------===//
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include <qel/files/PathName.h>
+
+#include "Criteria.h"
+#include "FolderWalk.h"
+#include "MediaItem.h"
+#include "Options.h"
+#include "Output.h"
+#include "Platform.h"
+#include "Properties.h"
+
+namespace mediaquery {
+
+enum ExitStatus { kExitHits = 0, kExitNoHits = 1, kExitError = 2 };
+
+static int Fail(const std::string& message) {
+  std::fprintf(stderr, "mediaquery: %s\n", message.c_str());
+  return kExitError;
+}
+
+// The library takes a relative name from the program's folder; here it is meant from the working
+// directory. A name that begins with one of the library's special folders ("<MyMusic>") is left to it.
+static bool FindRoot(const std::string& folder, qelPathName* root, std::string* fault) {
+  std::string absolute = folder;
+  const bool special = !folder.empty() && folder[0] == '<';
+  if (!special && !GetAbsoluteFolder(folder, &absolute)) {
+    *fault = folder + ": there is no such folder";
+    return false;
+  }
+  *root = qelPathName::MakeDirPath(absolute.c_str());
+  FolderIdentity named;
+  FolderIdentity meant;
+  if (!root->IsValid() || !IdentifyFolder(root->GetFullPath().c_str(), &named)) {
+    *fault = folder + ": there is no such folder, or its name is none for the library";
+    return false;
+  }
+  // The library reads "\" as "/", and "<" as the start of a special folder.
+  if (!special && (!IdentifyFolder(absolute.c_str(), &meant) || !(named == meant))) {
+    *fault = folder + ": the library reads this name as that of another folder";
+    return false;
+  }
+  return true;
+}
+
+namespace {
+
+// One search: every file that the walk brings goes through here.
+class Search {
+public:
+  Search(const Options& options, const qelPathName& root, CriteriaParser* criteria)
+      : m_options(options), m_root(root), m_criteria(criteria), m_writer(options.human) {}
+
+  // False ends the walk.
+  bool Take(const qelPathName& file) {
+    ++totals.files;
+    m_progress.Show(totals);
+    const MediaType* type = FindMediaType(file.GetExtension().c_str());
+    if (type == nullptr)
+      return true;
+    qelMediaInfo item;
+    if (!DescribeFile(file, m_root, *type, &item)) {
+      ++totals.unreadableFiles;
+      return true;
+    }
+    ++totals.items;
+    ItemEvaluator evaluator(&item);
+    return !m_criteria->Evaluate(&evaluator) || TakeHit(item);
+  }
+
+  void End() { m_progress.Clear(); }
+
+  Totals totals;
+  bool outputFailed = false;
+
+private:
+  bool TakeHit(qelMediaInfo& item) {
+    ++totals.hits;
+    m_progress.Clear();
+    outputFailed = !m_writer.Write(item);
+    totals.limited = totals.hits == m_options.limit;
+    return !outputFailed && !totals.limited;
+  }
+
+  const Options& m_options;
+  const qelPathName& m_root;
+  CriteriaParser* m_criteria;
+  HitWriter m_writer;
+  Progress m_progress;
+};
+
+} // namespace
+
+static int RunSearch(const Options& options) {
+  const qelCString text(options.criteria.c_str());
+  CriteriaParser criteria(text);
+  if (!criteria.Parse())
+    return Fail("bad criteria, " + FormatCriteriaFault(text, FindCriteriaFault(text)));
+  qelPathName root;
+  std::string fault;
+  if (!FindRoot(options.folder, &root, &fault))
+    return Fail(fault);
+  const auto start = std::chrono::steady_clock::now();
+  Search search(options, root, &criteria);
+  FolderWalk walk([&search](const qelPathName& file) { return search.Take(file); });
+  const bool readable = walk.Run(root);
+  search.End();
+  if (!readable)
+    return Fail(options.folder + ": this folder can't be read");
+  if (search.outputFailed)
+    return Fail("standard output can't be written");
+  search.totals.unreadableFolders = walk.UnreadableFolders();
+  search.totals.repeatedFolders = walk.RepeatedFolders();
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  std::fprintf(stderr, "%s\n", FormatTotals(search.totals, time.count()).c_str());
+  return search.totals.hits != 0 ? kExitHits : kExitNoHits;
+}
+
+static int Main(int argc, char** argv) {
+  PrepareOutput();
+  Options options;
+  std::string fault;
+  if (!ParseOptions(GetArguments(argc, argv), &options, &fault))
+    return Fail(fault + "\n" + kUsage);
+  if (options.help) {
+    std::fputs(kUsage, stdout);
+    return kExitHits;
+  }
+  return RunSearch(options);
+}
+
+} // namespace mediaquery
+
+int main(int argc, char** argv) {
+  return mediaquery::Main(argc, argv);
+}

@@ -1,0 +1,27 @@
+# The sources of mediaquery but for its main function, and a library of them that is linked with the
+# archive, for tests and fuzz targets.
+
+set(mediaquery_sources
+  Criteria.cpp
+  FolderWalk.cpp
+  MediaHeader.cpp
+  MediaItem.cpp
+  MediaTypes.cpp
+  Options.cpp
+  Output.cpp
+  Properties.cpp
+  Text.cpp
+)
+set(mediaquery_libraries "")
+if(WIN32)
+  list(APPEND mediaquery_sources win32/Platform.win32.cpp)
+  list(APPEND mediaquery_libraries shell32)
+else()
+  list(APPEND mediaquery_sources posix/Platform.posix.cpp)
+endif()
+list(TRANSFORM mediaquery_sources PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
+
+if(NOT TARGET mediaquery_parts)
+  add_library(mediaquery_parts STATIC EXCLUDE_FROM_ALL ${mediaquery_sources})
+  target_link_libraries(mediaquery_parts PRIVATE qel_options PUBLIC qel::static ${mediaquery_libraries})
+endif()

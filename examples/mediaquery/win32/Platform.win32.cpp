@@ -1,0 +1,98 @@
+#include "../Platform.h"
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+
+namespace mediaquery {
+
+static std::string ToUTF8(const wchar_t* text) {
+  const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+  if (size <= 1)
+    return std::string();
+  std::string result(static_cast<size_t>(size), '\0');
+  ::WideCharToMultiByte(CP_UTF8, 0, text, -1, &result[0], size, nullptr, nullptr);
+  result.pop_back(); // the terminator
+  return result;
+}
+
+static std::wstring ToWide(const std::string& text) {
+  const int size = ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
+  if (size <= 1)
+    return std::wstring();
+  std::wstring result(static_cast<size_t>(size), L'\0');
+  ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, &result[0], size);
+  result.pop_back();
+  return result;
+}
+
+// The name in the form that may be longer than 260 characters. REQUIRES: the name is absolute.
+static std::wstring NativeName(const char* path) {
+  std::wstring name = ToWide(path);
+  for (wchar_t& c : name)
+    if (c == L'/')
+      c = L'\\';
+  if (name.compare(0, 2, L"\\\\") == 0)
+    return L"\\\\?\\UNC\\" + name.substr(2);
+  return L"\\\\?\\" + name;
+}
+
+std::vector<std::string> GetArguments(int, char**) {
+  std::vector<std::string> arguments;
+  int count = 0;
+  LPWSTR* texts = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  for (int i = 1; texts != nullptr && i < count; ++i)
+    arguments.push_back(ToUTF8(texts[i]));
+  ::LocalFree(texts);
+  return arguments;
+}
+
+void PrepareOutput() {
+  ::_setmode(::_fileno(stdout), _O_BINARY);
+  ::SetConsoleOutputCP(CP_UTF8);
+}
+
+bool IsTerminal(std::FILE* stream) {
+  return ::_isatty(::_fileno(stream)) != 0;
+}
+
+bool GetAbsoluteFolder(const std::string& folder, std::string* absolute) {
+  const std::wstring name = ToWide(folder);
+  const DWORD size = ::GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
+  if (size == 0)
+    return false;
+  std::wstring path(size, L'\0');
+  const DWORD length = ::GetFullPathNameW(name.c_str(), size, &path[0], nullptr);
+  if (length == 0 || length >= size)
+    return false;
+  path.resize(length);
+  *absolute = ToUTF8(path.c_str());
+  FolderIdentity identity;
+  return IdentifyFolder(absolute->c_str(), &identity);
+}
+
+bool IdentifyFolder(const char* path, FolderIdentity* identity) {
+  const HANDLE folder = ::CreateFileW(NativeName(path).c_str(), 0,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (folder == INVALID_HANDLE_VALUE)
+    return false;
+  BY_HANDLE_FILE_INFORMATION info;
+  const bool known = ::GetFileInformationByHandle(folder, &info) != 0;
+  ::CloseHandle(folder);
+  if (!known || (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+    return false;
+  identity->volume = info.dwVolumeSerialNumber;
+  identity->index = static_cast<uint64_t>(info.nFileIndexHigh) << 32 | info.nFileIndexLow;
+  return true;
+}
+
+bool IsRegularFile(const char* path) {
+  const DWORD attributes = ::GetFileAttributesW(NativeName(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES &&
+         (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+}
+
+} // namespace mediaquery

@@ -1,0 +1,267 @@
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <tests/support/Hidden.h>
+#include <tests/support/MediaFiles.h>
+#include <tests/support/RunProgram.h>
+#include <tests/support/TempDir.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+ProgramResult RunQuery(const std::vector<std::string>& arguments, const std::string& folder = "") {
+  return RunProgram(MEDIAQUERY_PROGRAM, arguments, folder);
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);)
+    lines.push_back(line);
+  return lines;
+}
+
+// The values of a member of text in each hit, sorted.
+std::vector<std::string> Values(const ProgramResult& result, const std::string& member) {
+  std::vector<std::string> values;
+  const std::string start = "\"" + member + "\":\"";
+  for (const std::string& line : Lines(result.out)) {
+    const size_t at = line.find(start);
+    if (at != std::string::npos)
+      values.push_back(
+          line.substr(at + start.size(), line.find('"', at + start.size()) - at - start.size()));
+  }
+  std::sort(values.begin(), values.end());
+  return values;
+}
+
+// A folder with two pictures, a sound and a text.
+class Mediaquery : public testing::Test {
+protected:
+  void SetUp() override {
+    dir.MakeDir("Holiday");
+    dir.Write("Holiday/sea.png", MakePNG(640, 480));
+    dir.Write("Holiday/boat.GIF", MakeGIF(32, 16));
+    dir.Write("tone.wav", MakeWAV(2, 8000, 16, 20000));
+    dir.Write("readme.txt", "no media");
+  }
+
+  TempDir dir;
+};
+
+} // namespace
+
+TEST_F(Mediaquery, PrintsEveryMediaFileWithoutCriteria) {
+  const ProgramResult result = RunQuery({dir.Path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(Values(result, "dc:title"), ElementsAre("boat", "sea", "tone"));
+}
+
+TEST_F(Mediaquery, DescribesAHitInOneLineOfJSON) {
+  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"tone\""});
+  EXPECT_EQ(result.status, 0);
+  ASSERT_EQ(Lines(result.out).size(), 1u);
+  EXPECT_THAT(
+      Lines(result.out)[0],
+      AllOf(StartsWith("{\"@id\":\"tone.wav\",\"@parentID\":\"0\",\"dc:title\":\"tone\","
+                       "\"dc:date\":\"20"),
+            HasSubstr("\"upnp:class\":\"object.item.audioItem.musicTrack\",\"res\":\"file:///"),
+            testing::EndsWith("/tone.wav\",\"res@size\":80044,\"res@duration\":\"0:00:02.500\","
+                              "\"res@protocolInfo\":\"http-get:*:audio/wav:*\","
+                              "\"res@nrAudioChannels\":2,\"res@sampleFrequency\":8000,"
+                              "\"res@bitsPerSample\":16}")));
+}
+
+TEST_F(Mediaquery, TellsPixelSizeAndAlbumOfAPicture) {
+  const ProgramResult result =
+      RunQuery({dir.Path(), "upnp:class derivedfrom \"object.item.imageItem\""});
+  EXPECT_THAT(Values(result, "res@resolution"), ElementsAre("32x16", "640x480"));
+  EXPECT_THAT(Values(result, "upnp:album"), ElementsAre("Holiday", "Holiday"));
+  EXPECT_THAT(Values(result, "@id"), ElementsAre("Holiday/boat.GIF", "Holiday/sea.png"));
+}
+
+TEST_F(Mediaquery, ClosesWithALineOfTotals) {
+  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"sea\""});
+  EXPECT_THAT(Lines(result.err), ElementsAre(StartsWith("4 files seen, 3 media items, 1 hit, ")));
+}
+
+TEST_F(Mediaquery, WritesNothingButTheClosingLineToAnErrorOutputThatIsNoTerminal) {
+  EXPECT_EQ(Lines(RunQuery({dir.Path()}).err).size(), 1u);
+  EXPECT_THAT(RunQuery({dir.Path()}).err, Not(HasSubstr("\r")));
+}
+
+TEST_F(Mediaquery, ExitsWithOneWhenThereIsNoHit) {
+  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"lake\""});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("0 hits"));
+}
+
+TEST_F(Mediaquery, ShowsThePlaceOfAFaultInTheCriteria) {
+  const ProgramResult result = RunQuery({dir.Path(), "dc:title equals \"sea\""});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  const std::vector<std::string> lines = Lines(result.err);
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_THAT(lines[0],
+              StartsWith("mediaquery: bad criteria, at character 10: an operator is missing here"));
+  EXPECT_EQ(lines[1], "  dc:title equals \"sea\"");
+  EXPECT_EQ(lines[2], "           ^");
+}
+
+TEST_F(Mediaquery, RefusesBadCriteria) {
+  for (const char* criteria :
+       {"dc:title = \"a\" )", "(dc:title = \"a\" and", "and dc:title = \"x\"", "dc:title exists",
+        "", "dc:titel = \"x\"", "* dc:title"}) {
+    const ProgramResult result = RunQuery({dir.Path(), criteria});
+    EXPECT_EQ(result.status, 2) << criteria;
+    EXPECT_THAT(result.err, HasSubstr("bad criteria, at character ")) << criteria;
+  }
+}
+
+TEST_F(Mediaquery, RefusesAMissingFolder) {
+  const ProgramResult result = RunQuery({dir.Path("nowhere")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "mediaquery: " + dir.Path("nowhere") + ": there is no such folder\n");
+}
+
+TEST_F(Mediaquery, RefusesAFileInThePlaceOfAFolder) {
+  const ProgramResult result = RunQuery({dir.Path("tone.wav")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err, HasSubstr("there is no such folder"));
+}
+
+TEST_F(Mediaquery, RefusesAnEmptyFolderName) {
+  EXPECT_EQ(RunQuery({""}).status, 2);
+}
+
+TEST_F(Mediaquery, TakesARelativeFolderFromTheWorkingDirectory) {
+  EXPECT_THAT(Values(RunQuery({"Holiday"}, dir.Path()), "dc:title"), ElementsAre("boat", "sea"));
+  EXPECT_THAT(Values(RunQuery({"."}, dir.Path("Holiday")), "dc:title"), ElementsAre("boat", "sea"));
+  EXPECT_THAT(Values(RunQuery({"../Holiday/"}, dir.Path("Holiday")), "@id"),
+              ElementsAre("boat.GIF", "sea.png"));
+}
+
+TEST_F(Mediaquery, EndsAtTheLimit) {
+  for (const auto& option :
+       std::vector<std::vector<std::string>>{{"--limit", "2"}, {"--limit=2"}}) {
+    std::vector<std::string> arguments = option;
+    arguments.push_back(dir.Path());
+    const ProgramResult result = RunQuery(arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(Lines(result.out).size(), 2u);
+    EXPECT_THAT(result.err, HasSubstr("2 hits"));
+    EXPECT_THAT(result.err, HasSubstr("stopped at the limit"));
+  }
+}
+
+TEST_F(Mediaquery, DoesNotSpeakOfALimitThatItDoesNotReach) {
+  EXPECT_THAT(RunQuery({"--limit", "4", dir.Path()}).err, Not(HasSubstr("limit")));
+}
+
+TEST_F(Mediaquery, PrintsForHumanReadersWhenAskedTo) {
+  const ProgramResult result = RunQuery({"--human", dir.Path(), "dc:title = \"tone\""});
+  EXPECT_EQ(result.status, 0);
+  const std::vector<std::string> lines = Lines(result.out);
+  ASSERT_GE(lines.size(), 3u);
+  EXPECT_EQ(lines[0], "{");
+  EXPECT_EQ(lines[1], "  \"@id\": \"tone.wav\",");
+  EXPECT_EQ(lines[lines.size() - 2], "  \"res@bitsPerSample\": 16");
+  EXPECT_EQ(lines.back(), "}");
+}
+
+TEST_F(Mediaquery, RefusesArgumentsThatItDoesNotUnderstand) {
+  const std::vector<std::string> bad[] = {
+      {},
+      {"--limit"},
+      {"--limit", "0", dir.Path()},
+      {"--limit", "x", dir.Path()},
+      {"--limit", "-1", dir.Path()},
+      {"--limit=", dir.Path()},
+      {"--what", dir.Path()},
+      {dir.Path(), "*", "*"},
+  };
+  for (const auto& arguments : bad) {
+    const ProgramResult result = RunQuery(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, AllOf(StartsWith("mediaquery: "), HasSubstr("Usage: mediaquery")));
+  }
+}
+
+TEST_F(Mediaquery, ExplainsItself) {
+  const ProgramResult result = RunQuery({"--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out,
+              StartsWith("Usage: mediaquery [--limit N] [--human] FOLDER [CRITERIA]\n"));
+}
+
+TEST_F(Mediaquery, TakesWhatFollowsTwoDashesAsItStands) {
+  dir.MakeDir("--human");
+  dir.Write("--human/x.png", MakePNG(1, 1));
+  EXPECT_THAT(Values(RunQuery({"--", "--human"}, dir.Path()), "@id"), ElementsAre("x.png"));
+}
+
+TEST_F(Mediaquery, LeavesHiddenFilesOut) {
+  dir.MakeDir("Hidden/folder");
+  MakeHidden(dir.Write("Hidden/a.png", MakePNG(1, 1)));
+  dir.Write("Hidden/folder/b.png", MakePNG(1, 1));
+  MakeHidden(dir.Path("Hidden/folder"));
+  dir.Write("Hidden/c.png", MakePNG(1, 1));
+  EXPECT_THAT(Values(RunQuery({dir.Path("Hidden")}), "@id"), ElementsAre("c.png"));
+}
+
+TEST_F(Mediaquery, SearchesAnEmptyFolder) {
+  dir.MakeDir("Empty");
+  const ProgramResult result = RunQuery({dir.Path("Empty")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, StartsWith("0 files seen, 0 media items, 0 hits, "));
+}
+
+TEST_F(Mediaquery, KeepsNamesThatNeedEscapes) {
+  dir.Write("a 'b' \xC3\xA9 & #.png", MakePNG(1, 1));
+  const ProgramResult result = RunQuery({dir.Path(), "dc:title contains \"\xC3\xA9\""});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(Values(result, "dc:title"), ElementsAre("a 'b' \xC3\xA9 & #"));
+  EXPECT_THAT(result.out, HasSubstr("/a%20'b'%20%C3%A9%20&%20%23.png\""));
+}
+
+TEST_F(Mediaquery, DescribesFilesWhoseHeadersAreCut) {
+  dir.MakeDir("Cut");
+  const std::string wav = MakeWAV(2, 8000, 16, 4);
+  for (size_t length = 0; length < wav.size(); ++length)
+    dir.Write("Cut/" + std::to_string(length) + ".wav", wav.substr(0, length));
+  const std::string jpeg = MakeJPEG(64, 48);
+  for (size_t length = 0; length < jpeg.size(); ++length)
+    dir.Write("Cut/" + std::to_string(length) + ".jpg", jpeg.substr(0, length));
+  const ProgramResult result = RunQuery({dir.Path("Cut")});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Lines(result.out).size(), wav.size() + jpeg.size());
+}
+
+TEST_F(Mediaquery, SearchesTenThousandFiles) {
+  dir.MakeDir("Many");
+  for (int folder = 0; folder < 100; ++folder) {
+    const std::string name = "Many/" + std::to_string(folder);
+    dir.MakeDir(name);
+    for (int file = 0; file < 100; ++file)
+      dir.Write(name + "/" + std::to_string(file) + ".png", MakePNG(640, 480));
+  }
+  const ProgramResult result =
+      RunQuery({dir.Path("Many"), "dc:title = \"7\" and res@resolution = \"640x480\""});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Lines(result.out).size(), 100u);
+  EXPECT_THAT(result.err, StartsWith("10000 files seen, 10000 media items, 100 hits, "));
+}
