@@ -108,9 +108,10 @@ int qelNum_ParseNPT(const char* text, qelULong* seconds, qelULong* milliseconds)
 // "S", "S.mmm", on the scale. Milliseconds above 999 give -3. milliseconds may be null.
 int qelNum_ParseSeconds(const char* text, qelULong* seconds, qelULong* milliseconds);
 
-// Writes value as "1 3/4", "3/4" or "1" to a new block *out, with the first fraction whose error is
-// within tolerance, or the closest that keeps its denominator within maxDenominator. Gives 0; or -3
-// and null for a value that is not finite, or whose whole part needs more than 64 bits.
+// Writes value as "1 3/4", "3/4" or "1" to a new block *out. The fraction is the first convergent
+// of the continued fraction whose error is within tolerance, or the last whose denominator is
+// within maxDenominator. Gives 0; or -3 and null for a value that is not finite, or whose whole
+// part needs more than 64 bits.
 int qelNum_FractionToText(double value, qelLong maxDenominator, double tolerance, char** out);
 
 #endif
