@@ -32,6 +32,7 @@ static void ShowLogLine(const qelToolsLogLine* line, void*) {
 
 static void StartChild(uint16_t logLevel = 2) {
   setvbuf(stdout, nullptr, _IONBF, 0);
+  setvbuf(stderr, nullptr, _IONBF, 0);
   dup2(2, 1);
   qelToolsLog_SetStandardError(0);
   qelToolsLog_SetCallback(&ShowLogLine, nullptr);
