@@ -19,7 +19,9 @@ static bool IsOnScale(int result, const char* text) {
 
 // A positive result is the length of the part that is a number: it gives 0 and the same value.
 template <class Value, class Reader>
-static void CheckCutText(const char* text, int result, Value value, Reader reader) {
+static void CheckCutText(const char* text, Reader reader) {
+  Value value = 7;
+  const int result = reader(text, &value);
   FUZZ_CHECK(IsOnScale(result, text));
   if (result <= 0)
     return;
@@ -29,27 +31,28 @@ static void CheckCutText(const char* text, int result, Value value, Reader reade
   FUZZ_CHECK(again == value);
 }
 
+// A whole span is read as the terminated text is.
+template <class Value, class SpanReader, class Reader>
+static void CheckSpan(const char* text, SpanReader spanReader, Reader reader) {
+  Value span = 7;
+  Value whole = 7;
+  FUZZ_CHECK(spanReader(text, strlen(text), &span) == reader(text, &whole));
+  FUZZ_CHECK(span == whole);
+}
+
 static void CheckIntegers(const char* text, int base) {
-  qelLong s = 7;
-  CheckCutText(text, qelNum_ToS32(text, &s, base), s,
-               [base](const char* cut, qelLong* out) { return qelNum_ToS32(cut, out, base); });
-  qelULong u = 7;
-  CheckCutText(text, qelNum_ToU32(text, &u, base), u,
-               [base](const char* cut, qelULong* out) { return qelNum_ToU32(cut, out, base); });
-  int16_t s16 = 7;
-  uint16_t u16 = 7;
-  CheckCutText(text, qelNum_ToS16(text, &s16), s16, qelNum_ToS16);
-  CheckCutText(text, qelNum_ToU16(text, &u16), u16, qelNum_ToU16);
+  CheckCutText<qelLong>(
+      text, [base](const char* cut, qelLong* out) { return qelNum_ToS32(cut, out, base); });
+  CheckCutText<qelULong>(
+      text, [base](const char* cut, qelULong* out) { return qelNum_ToU32(cut, out, base); });
+  CheckCutText<int16_t>(text, qelNum_ToS16);
+  CheckCutText<uint16_t>(text, qelNum_ToU16);
   void* pointer = nullptr;
   FUZZ_CHECK(IsOnScale(qelNum_ToPointer(text, &pointer), text));
 
-  qelLong span = 7;
-  FUZZ_CHECK(qelNum_ToS32N(text, strlen(text), &span) == qelNum_ToS32Dec(text, &s) && span == s);
-  qelULong unsignedSpan = 7;
-  FUZZ_CHECK(qelNum_ToU32N(text, strlen(text), &unsignedSpan) == qelNum_ToU32Dec(text, &u) &&
-             unsignedSpan == u);
-  FUZZ_CHECK(qelNum_ToHex32N(text, strlen(text), &unsignedSpan) == qelNum_ToHex32(text, &u) &&
-             unsignedSpan == u);
+  CheckSpan<qelLong>(text, qelNum_ToS32N, qelNum_ToS32Dec);
+  CheckSpan<qelULong>(text, qelNum_ToU32N, qelNum_ToU32Dec);
+  CheckSpan<qelULong>(text, qelNum_ToHex32N, qelNum_ToHex32);
 }
 
 // The signed 64-bit reader and the runtime library's are meant to agree.
