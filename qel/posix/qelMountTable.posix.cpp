@@ -51,7 +51,7 @@ static char UnescapedByte(Field field, size_t* at) {
 static size_t MatchedLength(Field place, const char* path) {
   size_t length = 0;
   for (size_t at = 0; at < place.length; ++length)
-    if (UnescapedByte(place, &at) != path[length])
+    if (path[length] == '\0' || UnescapedByte(place, &at) != path[length])
       return 0;
   const bool isRoot = length == 1 && path[0] == '/';
   return isRoot || path[length] == '/' || path[length] == '\0' ? length : 0;

@@ -1,8 +1,11 @@
 #include <qel/posix/qelMountTable.h>
 
+#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include <qel/core/qelMem.h>
 
 namespace {
 
@@ -73,6 +76,13 @@ TEST(QelMountTableFind, PassesOverLinesOfAnotherForm) {
     EXPECT_EQ(TypeAt("/a", line), "(none)") << line;
   // The next line is not taken for the rest of a broken one.
   EXPECT_EQ(TypeAt("/a", "22 1 8:2 / / rw\n23 1 8:2 / /b rw - ext4 x rw\n"), "(none)");
+}
+
+TEST(QelMountTableFind, StopsAtTheEndOfThePath) {
+  const std::string line = "22 1 8:2 / /a\\000\\000\\000\\000 rw - ext4 /dev/sda2 rw\n";
+  char* path = qelMem_StrDup("/a");
+  EXPECT_EQ(TypeAt(path, line.c_str()), "(none)");
+  free(path);
 }
 
 TEST(QelMountTableFind, CutsTextsThatAreTooLong) {
