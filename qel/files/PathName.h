@@ -59,7 +59,7 @@ public:
   // How many "/" stand in the path.
   size_t GetPathCount() const;
 
-  // The index-th part of the path, without its "/". Part 0 is the volume; past the last part it is
+  // The index-th part of the path, without its "/". Index 0 is the volume; past the last part it is
   // empty.
   // Cost: one walk along the path.
   qelCString GetPathPart(size_t index) const;
