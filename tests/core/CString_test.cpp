@@ -9,7 +9,7 @@
 
 #include <qel/core/CharBuffer.h>
 
-#include "../support/Fatal.h"
+#include <tests/support/Fatal.h>
 
 typedef qelCString Text;
 typedef char Char;

@@ -7,7 +7,7 @@
 
 #include <qel/core/Log.h>
 
-#include "../support/LogCapture.h"
+#include <tests/support/LogCapture.h>
 
 // The record is shared with the log library, so its layout is fixed.
 static_assert(offsetof(qelLogRecord, file) == 8, "behind the log library's own");

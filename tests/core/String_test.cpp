@@ -10,7 +10,7 @@
 #include <qel/core/CString.h>
 #include <qel/core/CharBuffer.h>
 
-#include "../support/Fatal.h"
+#include <tests/support/Fatal.h>
 
 typedef qelString Text;
 typedef qelWChar Char;

@@ -16,8 +16,8 @@
 #include <companions/toolslog/qelixToolsLog.h>
 #include <qel/multiplatform/qelPlatform.h>
 
-#include "../support/Fatal.h"
-#include "../support/LogCapture.h"
+#include <tests/support/Fatal.h>
+#include <tests/support/LogCapture.h>
 
 // A child process that dies shows, on standard error and in their order, what it prints on standard
 // output, its log lines as "{level,module,line:text}", and what its callback prints.

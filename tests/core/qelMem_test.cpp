@@ -9,7 +9,7 @@
 
 #include <qel/core/qelBytes.h>
 
-#include "../support/Fatal.h"
+#include <tests/support/Fatal.h>
 
 // An allocation that fails must come back to its caller under the sanitizers too.
 extern "C" const char* __asan_default_options() {

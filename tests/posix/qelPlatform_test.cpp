@@ -19,7 +19,7 @@
 #include <qel/core/qelFatalError.h>
 #include <qel/core/qelMem.h>
 
-#include "../support/TempDir.h"
+#include <tests/support/TempDir.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 static const bool kSanitized = true;
