@@ -641,6 +641,14 @@ TEST(NumParseDouble, GivesNegativeInfinityAsAResult) {
   EXPECT_EQ(status, 0);
 }
 
+TEST(NumParseDouble, RefusesAnExponentAbove1024ByItself) {
+  int status = 9;
+  EXPECT_EQ(qelNum_ParseDouble("-1e1024", nullptr, &status), -HUGE_VAL);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(qelNum_ParseDouble("-1e1025", nullptr, &status), 0.0);
+  EXPECT_EQ(status, -1);
+}
+
 TEST(NumParseDouble, SetsTheEnd) {
   const char* end = nullptr;
   int status = 9;
