@@ -24,9 +24,9 @@
 // Refusals: a space ahead of a first relation; a keyword without spaces on both sides; an unquoted
 // value; an unterminated quote; groups that nest deeper than MaxGroupDepth.
 //
-// The described way to read it is recursive, and restores the text in each scanner that fails. Here
-// a position moves through the text and no scanner recurses; what is accepted, in which order the
-// hooks are asked, and what is left over are the same.
+// The text is never cut while it is read: a position moves through it, and a scanner that fails puts
+// the position back. Searches inside of searches are a loop with a stack of open groups, so neither
+// long chains nor deep groups cost stack.
 
 namespace {
 

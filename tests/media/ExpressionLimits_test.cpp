@@ -189,13 +189,11 @@ TEST(ChainTree, IsWhatTheStepsGiveForShortChains) {
 
 TEST(LongChain, HasTheSameTreeAsAShortOne) {
   for (const Keywords keywords : {AllAnd, AllOr, Alternating, Random}) {
-    for (const bool groups : {false, true}) {
-      SCOPED_TRACE(testing::Message() << "keywords " << keywords << ", groups " << groups);
-      const Chain chain = MakeChain(kLong, keywords, groups, 77);
-      OpenParser parser(chain.Text());
-      ASSERT_TRUE(parser.Parse());
-      EXPECT_TRUE(Dump(parser.m_root) == ExpectedTree(chain)); // Too long to print.
-    }
+    SCOPED_TRACE(keywords);
+    const Chain chain = MakeChain(kLong, keywords, keywords == Random, 77);
+    OpenParser parser(chain.Text());
+    ASSERT_TRUE(parser.Parse());
+    EXPECT_TRUE(Dump(parser.m_root) == ExpectedTree(chain)); // Too long to print.
   }
 }
 
@@ -227,7 +225,7 @@ TEST(LongChain, IsParsedAndEvaluatedInASmallStack) {
 TEST(LongChain, IsListedComparedAndPrinted) {
   for (const Keywords keywords : {AllAnd, Alternating}) {
     SCOPED_TRACE(keywords);
-    const Chain chain = MakeChain(kLong, keywords, true, 79);
+    const Chain chain = MakeChain(kLong, keywords, keywords == AllAnd, 79);
     OpenParser one(chain.Text()), two(chain.Text()), shorter(chain.Text() + " or x = \"1\"");
     ASSERT_TRUE(one.Parse());
     ASSERT_TRUE(two.Parse());
@@ -282,7 +280,7 @@ TEST(LongChain, SharesItsTreeWithACopyAtOnce) {
 
 TEST(LongChain, IsGivenUpInOneGoWhenItFailsAtItsEnd) {
   const string text = MakeChain(kLong, Random, true, 82).Text();
-  for (const char* end : {" and", " and ", " and (", " or x", " or x = \"", ")", " x"}) {
+  for (const char* end : {" and", " and (", " or x = \"", ")"}) {
     SCOPED_TRACE(end);
     OpenParser parser(text + end);
     EXPECT_FALSE(parser.Parse());
