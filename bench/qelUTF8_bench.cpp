@@ -16,7 +16,7 @@ enum Kind { kASCII, kLatin, kHan, kEmoji };
 const char* const kKindNames[] = {"ASCII", "Latin", "Han", "emoji"};
 
 // Text of about `bytes` bytes: one character of the kind, over and over; Latin text has an accent
-// on each fourth letter.
+// on each fifth letter.
 std::string Text(Kind kind, size_t bytes) {
   static const char* const kPieces[] = {"title of a song ", "caf\xC3\xA9 no\xC3\xABl ",
                                         "\xE6\xBC\xA2\xE5\xAD\x97", "\xF0\x9F\x98\x80"};
