@@ -33,6 +33,8 @@ public:
   explicit OpenParser(const std::string& text) : qelExpressionParser(ToQel(text)) {}
 
   using qelExpressionParser::GetDiscriminantCriteria;
+  using qelExpressionParser::m_root;
+  using qelExpressionParser::m_valid;
   using qelExpressionParser::ManagePrecedence;
   using qelExpressionParser::ParseBoolValue;
   using qelExpressionParser::ParseEOI;
@@ -46,8 +48,6 @@ public:
   using qelExpressionParser::ParseSpacesChar;
   using qelExpressionParser::ParseSpacesCharSpaces;
   using qelExpressionParser::ParseWord;
-  using qelExpressionParser::m_root;
-  using qelExpressionParser::m_valid;
 
   std::string Rest() const { return ToStd(RemainingText()); }
 
