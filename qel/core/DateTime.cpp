@@ -88,7 +88,7 @@ void qelDateTime::Set(uint16_t hour, uint16_t minute, uint16_t second, uint16_t 
 }
 
 void qelDateTime::Set(const qeluint64& ms) {
-  SetMilliseconds(static_cast<uint64_t>(ms.GetValue()));
+  SetMilliseconds(ms.ToFileOffset()); // what does not fit is beyond the seconds in any case
 }
 
 void qelDateTime::Reset() {
@@ -103,6 +103,8 @@ void qelDateTime::ResetTime() {
   fields.min = 0;
   fields.sec = 0;
   fields.msec = 0;
+  // INTENDED: the daylight flag stays, here and in the setters below, so on the day of a change the
+  // result can be an hour off. Pinned by DateTimeResetTime.KeepsTheDaylightFlagThatTheValueHad.
   Set(fields);
 }
 
@@ -326,7 +328,9 @@ bool qelDateTime::ParseISOTime(const qelCString& text) {
 void qelDateTime::ToUTC() {
   qeltm fields = {};
   qelTime_LocalTime(&m_seconds, &fields);
-  // The fields are read back as standard time below, whatever the season.
+  // INTENDED: the season is the old reading's, and the fields are read back as standard time, so
+  // the UTC clock is missed by an hour where the season changes between the two. Pinned by
+  // DateTimeToUTC.IsAnHourOffBesideAChangeOfTheSeason.
   const int32_t standard = fields.isdst > 0 ? m_seconds - 3600 : m_seconds;
   fields = qeltm();
   qelTime_GMTime(&standard, &fields);
@@ -369,20 +373,12 @@ void qelDateTime::SetSeconds(int32_t seconds) {
   m_microseconds = 0;
 }
 
-// INTENDED: both forms divide the rest by 1000 where a multiplication would make microseconds of
-// it, so the milliseconds are dropped. Pinned by DateTimeSetMilliseconds.DropsTheMilliseconds.
+// INTENDED: the rest is divided by 1000 where a multiplication would make microseconds of it, so
+// the milliseconds are dropped. Pinned by DateTimeSetMilliseconds.DropsTheMilliseconds.
 void qelDateTime::SetMilliseconds(int64_t ms) {
   *this = qelDateTime();
   if (ms / 1000 <= INT32_MAX) {
     m_seconds = Low32(ms / 1000);
-    m_microseconds = static_cast<int32_t>(ms % 1000 / 1000);
-  }
-}
-
-void qelDateTime::SetMilliseconds(uint64_t ms) {
-  *this = qelDateTime();
-  if (ms / 1000 <= INT32_MAX) {
-    m_seconds = static_cast<int32_t>(ms / 1000);
     m_microseconds = static_cast<int32_t>(ms % 1000 / 1000);
   }
 }

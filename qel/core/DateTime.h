@@ -10,12 +10,12 @@
 //
 // Integers: a constructor or `=` takes seconds, whatever the type, and keeps the
 // low 32 bits. Set takes seconds from a type of up to 32 bits, and milliseconds
-// from a type of 64 bits.
+// from a type of 64 bits, on every system. So a std::time_t is seconds in a
+// constructor, and for Set it is Set(static_cast<qelLong>(time)).
 //
 // THREADS: a plain value; the time zone may not be changed meanwhile.
 //===----------------------------------------------------------------------===//
 
-#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -49,7 +49,8 @@ public:
   qelDateTime(const qeltm& fields);
   qelDateTime(uint16_t day, Month month, int year, uint16_t hour, uint16_t minute, uint16_t second,
               uint16_t ms);
-  // The clock time on the local day of 1970-01-01 00:00:00 UTC.
+  // The clock time on the local day of 1970-01-01 00:00:00 UTC. Where that is before 1970, as it
+  // always is west of Greenwich, the value is not usable, though IsValid is then true.
   qelDateTime(uint16_t hour, uint16_t minute, uint16_t second, uint16_t ms);
 
   template <class Integer, class = std::enable_if_t<std::is_integral_v<Integer>>>
@@ -64,16 +65,22 @@ public:
   }
   qelDateTime& operator=(const qeltm& fields);
 
-  // Seconds, of a type of up to 32 bits; milliseconds, of a type of 64 bits.
+  // Seconds, of a type of up to 32 bits; milliseconds, of a type of 64 bits, as Set(qeluint64)
+  // reads them, a negative number counting backward.
   template <class Integer, class = std::enable_if_t<std::is_integral_v<Integer>>>
   void Set(const Integer& value) {
     if constexpr (sizeof(Integer) <= sizeof(int32_t))
       SetSeconds(static_cast<int32_t>(value));
     else if constexpr (std::is_signed_v<Integer>)
-      SetMilliseconds(static_cast<int64_t>(value));
+      SetMilliseconds(value);
     else
-      SetMilliseconds(static_cast<uint64_t>(value));
+      Set(qeluint64(value));
   }
+
+  // A floating point number or an enumerator does not tell which of the two it is.
+  template <class Other,
+            std::enable_if_t<std::is_floating_point_v<Other> || std::is_enum_v<Other>, int> = 0>
+  void Set(const Other& value) = delete;
 
   // Both fields are copied.
   void Set(const qeltimeval& time);
@@ -95,9 +102,10 @@ public:
   void Set(const qeluint64& ms);
 
   void Reset();     // 1970, a valid value
-  void ResetTime(); // midnight of the same local day
+  void ResetTime(); // 00:00:00 of the same local day, in the season that the value had
 
-  // Replace one local field and keep the others. SetYear counts from 1900 and SetMonth from 0,
+  // Replace one local field and keep the others, the season included: where the new time is in the
+  // other one, the clock shows an hour more or less. SetYear counts from 1900 and SetMonth from 0,
   // where GetYear gives the full year and GetMonth counts from 1.
   void SetYear(int yearsSince1900);
   void SetMonth(Month month);
@@ -144,7 +152,7 @@ public:
   qelCString FormatTime() const;    // "04:05:06.007"
   qelCString FormatISO() const;     // "2021-02-03T04:05:06", with no zone
 
-  // Reads "YYYY-MM-DD" and keeps the clock time; an invalid value counts as 1970-01-01 00:00:00 UTC
+  // Reads "YYYY-MM-DD" and keeps the clock time and the season; an invalid value counts as 1970-01-01 00:00:00 UTC
   // beforehand. Years from 1970, months from 1 to 12, days from 1; "2021-02-31" is the third of
   // March. Text behind is ignored. On failure returns false, and the value is invalid or unreadable
   // as it was.
@@ -154,6 +162,8 @@ public:
   bool ParseISOTime(const qelCString& text);
 
   // Turns a local reading into its UTC reading: afterwards GetHour and its like show the UTC clock.
+  // Where daylight saving begins or ends between the two readings they are an hour off, and a
+  // reading that falls before 1970 makes the value invalid.
   void ToUTC();
 
   // Time and calendar ----------------------------------------------------------------
@@ -169,7 +179,6 @@ public:
 private:
   void SetSeconds(int32_t seconds);
   void SetMilliseconds(int64_t ms);
-  void SetMilliseconds(uint64_t ms);
 
   int32_t m_seconds;
   int32_t m_microseconds; // -1: invalid

@@ -13,7 +13,6 @@
 // THREADS: a plain value.
 //===----------------------------------------------------------------------===//
 
-#include <cstddef>
 #include <cstdint>
 
 #include <qel/core/CString.h>

@@ -185,7 +185,7 @@ int qelint64_Add(qelint64* value, const qelint64* other) {
   const bool carry = static_cast<uint32_t>(value->low + other->low) < value->low;
   FromBits(value, Bits(value) + Bits(other));
   // INTENDED: the carry is not counted against two negative high halves, so a sum that it brings
-  // back to the smallest value is flagged too. Pinned by
+  // back into the range is flagged too. Pinned by
   // Int64Add.FlagsTwoNegativeHighHalvesBeforeTheCarry.
   return highSum > INT32_MAX || highSum < INT32_MIN || (carry && highSum == INT32_MAX);
 }

@@ -82,7 +82,8 @@ void qelint64_FromNative(qelint64* value, int64_t native);
 void qelint64_FromS32(qelint64* value, int32_t native);
 
 // The overflow test looks at the high halves: two negative ones whose sum is too small set the flag
-// even if the carry of the low halves would have brought the result back to the smallest value.
+// even if the carry of the low halves brings the result back into the range. So every negative
+// number that carries, such as -1, sets it within 2^32 above the smallest value.
 int qelint64_Add(qelint64* value, const qelint64* other);
 int qelint64_AddS32(qelint64* value, int32_t other);
 int qelint64_AddU32(qelint64* value, uint32_t other);

@@ -101,14 +101,11 @@ char* qelTime_FormatHTTPDate();
 // POSIX: a zone without daylight saving counts as standard time.
 int qelTime_GetTimeZone(qeltimeval* tv);
 
-// A file's time stamp, to the millisecond. Returns 0, or -1 if it can't be represented.
-// Windows: `filetime` is a FILETIME. POSIX: it is a timespec.
+// A file's time stamp, to the millisecond. Returns 0, or -1 if the calendar refuses it; tv is then
+// untouched.
+// Windows: `filetime` is a FILETIME, made local by the zone's present offset and read back in its
+// own season, so a stamp of the other season is an hour off.
+// POSIX: `filetime` is a timespec, and the moment stays what it is.
 int qelTime_FromFileTime(const void* filetime, qeltimeval* tv);
-
-// Tests --------------------------------------------------------------------------
-
-// Put another clock, another tick in place of the system's; null gives the system's back.
-void qelTime_SetClockForTest(void (*clock)(qeltimeval* now));
-void qelTime_SetTickCountForTest(uint32_t (*tick)());
 
 #endif

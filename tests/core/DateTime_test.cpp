@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -149,6 +150,24 @@ TEST(DateTimeIntegers, AreSecondsOf32BitsAndMillisecondsOf64BitsInSet) {
   SetsFromIntegers<int64_t>(100);
   SetsFromIntegers<uint64_t>(100);
   SetsFromIntegers<size_t>(100);
+  SetsFromIntegers<std::time_t>(100);
+}
+
+template <class T, class = void>
+struct CanSet : std::false_type {};
+template <class T>
+struct CanSet<T, std::void_t<decltype(std::declval<qelDateTime&>().Set(std::declval<T>()))>>
+    : std::true_type {};
+
+TEST(DateTimeIntegers, AreTheOnlyNumbersThatSetTakes) {
+  EXPECT_TRUE(CanSet<char>::value);
+  EXPECT_TRUE(CanSet<bool>::value);
+  EXPECT_TRUE(CanSet<const long&>::value);
+  EXPECT_TRUE(CanSet<qeluint64>::value);
+  EXPECT_TRUE(CanSet<qelULongLong>::value);
+  EXPECT_FALSE(CanSet<float>::value);
+  EXPECT_FALSE(CanSet<double>::value);
+  EXPECT_FALSE(CanSet<qelDateTime::Month>::value);
 }
 
 TEST(DateTimeIntegers, KeepTheLow32BitsOfSeconds) {
@@ -293,6 +312,12 @@ TEST(DateTimeSetMilliseconds, DropsTheMilliseconds) {
   EXPECT_TRUE(date == At(0, 0));
 }
 
+TEST(DateTimeSetMilliseconds, TakesARecordOfHalves) {
+  qelDateTime date;
+  date.Set(qelULongLong{705032704, 1}); // 5,000,000,000
+  EXPECT_TRUE(date == At(5000000, 0));
+}
+
 TEST(DateTimeSetMilliseconds, IsInvalidBeyondTheSecondsOf32Bits) {
   const uint64_t last = uint64_t(INT32_MAX) * 1000 + 999;
   qelDateTime date;
@@ -309,6 +334,12 @@ TEST(DateTimeSetMilliseconds, IsInvalidBeyondTheSecondsOf32Bits) {
   EXPECT_TRUE(date == At(-1, -1));
   date = 5;
   date.Set(INT64_MAX);
+  EXPECT_TRUE(date == At(-1, -1));
+  date = 5;
+  date.Set(UINT64_MAX);
+  EXPECT_TRUE(date == At(-1, -1));
+  date = 5;
+  date.Set(uint64_t(1) << 63);
   EXPECT_TRUE(date == At(-1, -1));
 }
 
@@ -341,6 +372,16 @@ TEST(DateTimeResetTime, GoesToMidnightOfTheLocalDay) {
   date.ResetTime();
   EXPECT_EQ(ISO(date), "2021-07-01T00:00:00");
   EXPECT_TRUE(date == At(kJuly - 17 * 3600 - 1800, 0));
+}
+
+TEST(DateTimeResetTime, KeepsTheDaylightFlagThatTheValueHad) {
+  ScopedZone zone("EST5EDT");
+  qelDateTime date(14, qelDateTime::March, 2021, 12, 0, 0, 0); // the clocks went forward at 2:00
+  date.ResetTime();
+  EXPECT_EQ(ISO(date), "2021-03-13T23:00:00");
+  date = qelDateTime(7, qelDateTime::November, 2021, 12, 0, 0, 0); // and went back
+  date.ResetTime();
+  EXPECT_EQ(ISO(date), "2021-11-07T01:00:00");
 }
 
 TEST(DateTimeResetTime, KeepsAnInvalidValueInvalid) {
@@ -384,6 +425,14 @@ TEST(DateTimeSetters, ReplaceOneFieldAndKeepTheOthers) {
   date.SetSecond(62);
   EXPECT_EQ(ISO(date), "2021-02-04T00:00:02");
   EXPECT_EQ(Shown(date).substr(10), ".7000");
+}
+
+TEST(DateTimeSetters, WorkOnFieldsOfZeroInAnInvalidValue) {
+  qelDateTime date;
+  date.SetHour(12);
+  EXPECT_TRUE(date == At(-1, -1));
+  date.SetYear(121);
+  EXPECT_EQ(ISO(date), "2020-12-31T00:00:00"); // the day before the first of January
 }
 
 TEST(DateTimeSetters, CutTheMicrosecondsToMilliseconds) {
@@ -595,6 +644,10 @@ TEST(DateTimeParseISODate, GivesAnInvalidValueTheClockOf1970) {
   date = qelDateTime();
   EXPECT_TRUE(date.ParseISODate("2021-01-07"));
   EXPECT_EQ(ISO(date), "2021-01-07T01:00:00");
+  SetZoneForTest("EST5EDT"); // where that clock is still in 1969
+  date = qelDateTime();
+  EXPECT_TRUE(date.ParseISODate("2021-01-07"));
+  EXPECT_EQ(ISO(date), "2021-01-07T19:00:00");
 }
 
 TEST(DateTimeParseISODate, KeepsTheDaylightFlagOfTheOldDate) {
@@ -660,6 +713,10 @@ TEST(DateTimeParseISOTime, GivesAnInvalidValueTheDateOf1970) {
   qelDateTime date;
   EXPECT_TRUE(date.ParseISOTime("01:02:03"));
   EXPECT_TRUE(date == At(3723, 0));
+  ScopedZone zone("EST5EDT"); // where that date is in 1969
+  date = qelDateTime();
+  EXPECT_FALSE(date.ParseISOTime("01:02:03"));
+  EXPECT_TRUE(date == At(-1, -1));
 }
 
 TEST(DateTimeToUTC, ShowsTheUTCClockAfterwards) {
@@ -689,6 +746,21 @@ TEST(DateTimeToUTC, MovesByTheStandardOffset) {
   date = kJanuary;
   date.ToUTC();
   EXPECT_EQ(date.GetTicks(), kJanuary + 5 * 3600);
+}
+
+TEST(DateTimeToUTC, IsAnHourOffBesideAChangeOfTheSeason) {
+  ScopedZone zone("EST5EDT");
+  qelDateTime date = At(1615703400); // 01:30 on the 14th of March 2021, and 06:30 in UTC
+  date.ToUTC();
+  EXPECT_EQ(ISO(date), "2021-03-14T07:30:00");
+  EXPECT_EQ(date.GetTicks(), 1615703400 + 5 * 3600);
+}
+
+TEST(DateTimeToUTC, IsInvalidForAReadingBefore1970) {
+  ScopedZone zone("CET-1CEST");
+  qelDateTime date = At(1800); // 01:30 there
+  date.ToUTC();
+  EXPECT_TRUE(date == At(-1, -1));
 }
 
 TEST(DateTimeToUTC, ChangesNothingInUTCAndKeepsAnInvalidValueInvalid) {
@@ -753,6 +825,11 @@ TEST(DateTimeGetNumberOfDays, ReadsTheTable) {
     EXPECT_EQ(qelDateTime::GetNumberOfDays(M(month), 2023), common[month]) << month;
     EXPECT_EQ(qelDateTime::GetNumberOfDays(M(month), 2024), common[month] + (month == 1)) << month;
   }
+}
+
+TEST(DateTimeGetNumberOfDays, KnowsTheCenturies) {
+  EXPECT_EQ(qelDateTime::GetNumberOfDays(qelDateTime::February, 1900), 28);
+  EXPECT_EQ(qelDateTime::GetNumberOfDays(qelDateTime::February, 2000), 29);
 }
 
 TEST(DateTimeGetNumberOfDays, IsZeroForWhatIsNoMonth) {

@@ -121,6 +121,16 @@ TEST(UInt64Operators, TakeEveryNativeIntegerTypeByValue) {
   TakesEveryOperation<qelULong>();
   TakesEveryOperation<int64_t>();
   TakesEveryOperation<uint64_t>();
+  TakesEveryOperation<wchar_t>();
+  TakesEveryOperation<char16_t>();
+  TakesEveryOperation<char32_t>();
+}
+
+TEST(UInt64Operators, TakeBoolsCharactersAndEnumerators) {
+  enum Kind { Kind_Seven = 7 };
+  EXPECT_EQ((qeluint64(true) + true).GetValue(), 2u);
+  EXPECT_EQ((qeluint64('a') - 'a').GetValue(), 0u);
+  EXPECT_EQ((qeluint64(Kind_Seven) * Kind_Seven).GetValue(), 49u);
 }
 
 TEST(UInt64Operators, TakeEachOther) {
@@ -166,6 +176,11 @@ TEST(UInt64Assignment, TakesARecord) {
   qeluint64 a;
   a = record;
   EXPECT_EQ(a.GetValue(), 0x100000002u);
+}
+
+TEST(UInt64Shape, IsOneValueWithoutVirtualOperations) {
+  EXPECT_EQ(sizeof(qeluint64), 8u);
+  EXPECT_FALSE(std::is_polymorphic_v<qeluint64>);
 }
 
 TEST(UInt64ToUInt32, GivesTheLowHalf) {
@@ -215,6 +230,11 @@ TEST(UInt64FromString, ReadsANumberOrGivesTheFallback) {
   for (const TextCase& c : cases)
     EXPECT_EQ(qeluint64::FromString(c.text, qeluint64(77)).GetValue(), c.value)
         << (c.text ? c.text : "null");
+}
+
+TEST(UInt64FromString, ReadsCountedText) {
+  EXPECT_EQ(qeluint64::FromString(qelCString("12"), 77).GetValue(), 12u);
+  EXPECT_EQ(qeluint64::FromString(qelCString(), 77).GetValue(), 77u);
 }
 
 TEST(UInt64FromString, ReadsWideText) {

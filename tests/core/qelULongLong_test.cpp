@@ -229,6 +229,15 @@ TEST(ULongLongShift, GivesZeroFrom64Up) {
   }
 }
 
+TEST(ULongLongShiftLeft, FlagsALowHalfThatIsLostWholeFrom64Up) {
+  for (uint32_t n : {64u, 65u, 96u, 0xFFFFFFFFu}) {
+    qelULongLong low = U(1);
+    qelULongLong high = U(0xFFFFFFFF00000000);
+    EXPECT_EQ(qelULongLong_ShiftLeft(&low, n), 1) << n;
+    EXPECT_EQ(qelULongLong_ShiftLeft(&high, n), 0) << n;
+  }
+}
+
 TEST(ULongLongShiftRight, BringsZerosIn) {
   for (uint32_t n = 0; n < 64; ++n) {
     qelULongLong value = U(kAll);
@@ -415,6 +424,12 @@ TEST(Int64Add, FlagsTwoNegativeHighHalvesBeforeTheCarry) {
       S(-int64_t(0xFFFFFFFF)); // the carry brings the sum back to the smallest value
   EXPECT_EQ(qelint64_Add(&value, &other), 1);
   EXPECT_EQ(N(value), INT64_MIN);
+  value = S(INT64_MIN + 100);
+  EXPECT_EQ(qelint64_AddS32(&value, -1), 1);
+  EXPECT_EQ(N(value), INT64_MIN + 99);
+  value = S(INT64_MIN + 100);
+  EXPECT_EQ(qelint64_SubS32(&value, 1), 0); // which looks at the difference itself
+  EXPECT_EQ(N(value), INT64_MIN + 99);
 }
 
 TEST(Int64Add, FlagsACarryIntoTheLargestHighHalf) {

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <qel/core/UInt64.h>
+#include <qel/multiplatform/qelTimeSystem.h>
 
 #include <tests/support/Clock.h>
 #include <tests/support/LogCapture.h>

@@ -58,6 +58,14 @@ TEST(TimePosixCalendar, FollowsAChangeOfTheZone) {
   EXPECT_EQ(date.GetHour(), 12);
 }
 
+TEST(TimePosixCalendar, HasNoUTCReadingOfTheFirstHourInDaylightTime) {
+  ScopedZone zone("AEST-10AEDT,M10.1.0,M4.1.0/3"); // summer in January
+  qelDateTime date(3599);
+  EXPECT_EQ(date.GetHour(), 11);
+  date.ToUTC(); // takes the season's hour off first
+  EXPECT_FALSE(date.IsValid());
+}
+
 TEST(TimePosixGetTickCount, CountsTheMillisecondsOfTheMonotonicClock) {
   struct timespec before;
   struct timespec after;

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include <qel/multiplatform/qelTime.h>
+#include <qel/multiplatform/qelTimeSystem.h>
 
 class ScopedClock {
 public:
