@@ -31,6 +31,9 @@ inline qelCString ToQel(const std::string& text) {
 class OpenParser : public qelExpressionParser {
 public:
   explicit OpenParser(const std::string& text) : qelExpressionParser(ToQel(text)) {}
+  OpenParser(const OpenParser&) = default;
+  OpenParser& operator=(const OpenParser&) = default;
+  virtual ~OpenParser() = default;
 
   using qelExpressionParser::GetDiscriminantCriteria;
   using qelExpressionParser::m_root;
