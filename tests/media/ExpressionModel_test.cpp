@@ -508,6 +508,44 @@ TEST(TreeModel, AgreesOnDiscriminantsAndDisplay) {
   }
 }
 
+// Also with keywords that the evaluation knows nothing of: 20 goes on like "and", 0 does not.
+TEST(TreeModel, AgreesOnResultsAndOrderOfEvaluation) {
+  const qelExpressionOperand tables[][3] = {
+      {{"and", 11, 3}, {"or", 12, 3}, {nullptr, 0, 0}},
+      {{"and", 20, 3}, {"or", 12, 3}, {nullptr, 0, 0}},
+      {{"and", 11, 3}, {"or", 0, 3}, {nullptr, 0, 0}},
+  };
+  Generator random(9);
+  for (int i = 0; i < 3000; i++) {
+    const string text = random.Search(4);
+    SCOPED_TRACE(text);
+    const qelExpressionOperand* table = tables[random.Below(3)];
+    ModelParser model(text);
+    model.supported = Always;
+    model.propertyID = PropertyID;
+    model.logic = table;
+    ASSERT_TRUE(model.Parse());
+    OpenParser parser(text);
+    parser.SetLogicOperands(table);
+    ASSERT_TRUE(parser.Parse());
+
+    const size_t answers = random.Below(1 << 16);
+    const auto answer = [&](const string& test) { return (answers >> (test.size() % 16)) & 1; };
+    string expectedTests, tests;
+    const bool expected = ModelEvaluate(model.root, [&](const ModelNode* rel) {
+      expectedTests += rel->property + rel->keyword + rel->value + ';';
+      return answer(rel->property + rel->keyword + rel->value);
+    });
+    AskingEvaluator evaluator([&](qelRelExpression* rel) {
+      const string test = ToStd(rel->property) + ToStd(rel->operatorText) + ToStd(rel->value);
+      tests += test + ';';
+      return answer(test);
+    });
+    EXPECT_EQ(parser.Evaluate(&evaluator), expected);
+    EXPECT_EQ(tests, expectedTests);
+  }
+}
+
 TEST(TreeModel, AgreesOnComparison) {
   Generator random(7);
   size_t same = 0;
