@@ -9,8 +9,8 @@
 
 struct ProgramResult {
   int status = -1; // exit status; -1: it could not be started or did not end by itself
-  std::string out; // what it wrote on standard output
-  std::string err; // and on standard error
+  std::string out; // what it wrote on standard output, byte for byte
+  std::string err; // and on standard error, with line ends of "\n"
 };
 
 // `folder` is the program's working directory; empty: this program's own.

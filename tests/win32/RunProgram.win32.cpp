@@ -18,6 +18,15 @@ static std::wstring Quote(const std::wstring& argument) {
   return quoted + L"\"";
 }
 
+// The runtime library writes line ends of its own to what it takes for text.
+static std::string WithPlainLineEnds(const std::string& text) {
+  std::string plain;
+  for (size_t i = 0; i < text.size(); ++i)
+    if (text[i] != '\r' || i + 1 == text.size() || text[i + 1] != '\n')
+      plain += text[i];
+  return plain;
+}
+
 static HANDLE CreateOutput(const std::string& path) {
   SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
   return ::CreateFileW(TempDir::Native(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
@@ -50,6 +59,6 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
   ::CloseHandle(startup.hStdOutput);
   ::CloseHandle(startup.hStdError);
   result.out = files.Read("out");
-  result.err = files.Read("err");
+  result.err = WithPlainLineEnds(files.Read("err"));
   return result;
 }
