@@ -1,0 +1,35 @@
+#ifndef QEL_QEL_H
+#define QEL_QEL_H
+//===----------------------------------------------------------------------===//
+// Every exported class, folder by folder.
+//===----------------------------------------------------------------------===//
+
+#include <qel/core/CString.h>
+#include <qel/core/CharBuffer.h>
+#include <qel/core/Convert.h>
+#include <qel/core/DateTime.h>
+#include <qel/core/String.h>
+#include <qel/core/UInt64.h>
+
+#include <qel/containers/StringHashMap.h>
+
+#include <qel/threads/Condition.h>
+#include <qel/threads/CriticalSection.h>
+#include <qel/threads/Mutex.h>
+#include <qel/threads/Semaphore.h>
+
+#include <qel/files/Dir.h>
+#include <qel/files/File.h>
+#include <qel/files/PathName.h>
+
+#include <qel/media/DLNAInfoMatcher.h>
+#include <qel/media/ExpressionParser.h>
+#include <qel/media/MediaInfo.h>
+#include <qel/media/SearchExpression.h>
+#include <qel/media/SearchExpressionEvaluator.h>
+
+#include <qel/serialize/EmptySerialize.h>
+#include <qel/serialize/ISerialize.h>
+#include <qel/serialize/JSONFormatter.h>
+
+#endif
