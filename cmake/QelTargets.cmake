@@ -35,6 +35,9 @@ if(MINGW)
   endforeach()
 endif()
 
+# The tests that run threads, for a ThreadSanitizer build that needs no others.
+add_custom_target(threaded_tests)
+
 # qel_test(FOLDER NAME [THREADED] [TIMEOUT SECONDS] [SOURCES ...] [LIBRARIES ...])
 #   One test program of tests/FOLDER/NAME_test.cpp, one ctest entry "FOLDER/NAME".
 #   THREADED marks it for the ThreadSanitizer run; TIMEOUT sets its seconds.
@@ -51,5 +54,6 @@ function(qel_test folder name)
   set_tests_properties(${folder}/${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
   if(arg_THREADED)
     set_tests_properties(${folder}/${name} PROPERTIES LABELS threaded)
+    add_dependencies(threaded_tests ${target})
   endif()
 endfunction()
