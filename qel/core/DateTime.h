@@ -102,10 +102,10 @@ public:
   void Set(const qeluint64& ms);
 
   void Reset();     // 1970, a valid value
-  void ResetTime(); // 00:00:00 of the same local day, in the season that the value had
+  void ResetTime(); // 00:00:00 of the same local day, with the old daylight flag
 
-  // Replace one local field and keep the others, the season included: where the new time is in the
-  // other one, the clock shows an hour more or less. SetYear counts from 1900 and SetMonth from 0,
+  // Replace one local field and keep the others, the daylight flag included: where it does not hold
+  // for the new time, the clock shows an hour more or less. SetYear counts from 1900 and SetMonth from 0,
   // where GetYear gives the full year and GetMonth counts from 1.
   void SetYear(int yearsSince1900);
   void SetMonth(Month month);
@@ -152,13 +152,14 @@ public:
   qelCString FormatTime() const;    // "04:05:06.007"
   qelCString FormatISO() const;     // "2021-02-03T04:05:06", with no zone
 
-  // Reads "YYYY-MM-DD" and keeps the clock time and the season; an invalid value counts as 1970-01-01 00:00:00 UTC
-  // beforehand. Years from 1970, months from 1 to 12, days from 1; "2021-02-31" is the third of
-  // March. Text behind is ignored. On failure returns false, and the value is invalid or unreadable
-  // as it was.
+  // Reads "YYYY-MM-DD" and keeps the clock time and the daylight flag; an invalid value counts as
+  // 1970-01-01 00:00:00 UTC beforehand. Years from 1970, months from 1 to 12, days from 1;
+  // "2021-02-31" is the third of March. Text behind is ignored. On failure returns false, and the
+  // value is invalid, or, before 1970, what it was.
   bool ParseISODate(const qelCString& text);
 
-  // Reads "HH:MM:SS" and keeps the date, likewise. Hours up to 24, which is the next day.
+  // Reads "HH:MM:SS" and keeps the date and the daylight flag, likewise. Hours up to 24, which is
+  // the next day.
   bool ParseISOTime(const qelCString& text);
 
   // Turns a local reading into its UTC reading: afterwards GetHour and its like show the UTC clock.

@@ -1,10 +1,13 @@
 #include <qel/multiplatform/qelTime.h>
 
+#include <atomic>
 #include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <random>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -298,6 +301,28 @@ TEST(TimeCalendar, MakesTheTimesThatTheRuntimeLibraryMakes) {
       ASSERT_EQ(Shown(fields), Shown(same)) << name << " " << given;
     }
   }
+}
+
+TEST(TimeCalendar, KeepsTheFieldsOfSeveralThreadsApart) {
+  ScopedZone zone("EST5EDT");
+  std::vector<std::thread> threads;
+  std::atomic<int> mixedUp{0};
+  for (int day = 1; day <= 4; ++day)
+    threads.emplace_back([day, &mixedUp] {
+      const int32_t seconds = 1625140800 + day * 86400;
+      for (int i = 0; i < 5000; ++i) {
+        qeltm local = {};
+        qeltm utc = {};
+        qelTime_LocalTime(&seconds, &local);
+        qelTime_GMTime(&seconds, &utc);
+        if (local.mday != day + 1 || local.hour != 8 || utc.mday != day + 1 || utc.hour != 12 ||
+            qelTime_MakeTime(&local) != seconds)
+          ++mixedUp;
+      }
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(mixedUp, 0);
 }
 
 // Arithmetic ---------------------------------------------------------------------
