@@ -105,8 +105,9 @@ public:
   void ResetTime(); // 00:00:00 of the same local day, with the old daylight flag
 
   // Replace one local field and keep the others, the daylight flag included: where it does not hold
-  // for the new time, the clock shows an hour more or less. SetYear counts from 1900 and SetMonth from 0,
-  // where GetYear gives the full year and GetMonth counts from 1.
+  // for the new time, the clock shows an hour more or less.
+  // SetYear counts from 1900 and SetMonth from 0, where GetYear gives the full year and GetMonth
+  // counts from 1.
   void SetYear(int yearsSince1900);
   void SetMonth(Month month);
   void SetDay(uint16_t day);
