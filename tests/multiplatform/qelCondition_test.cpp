@@ -1,6 +1,7 @@
 #include <qel/multiplatform/qelCondition.h>
 
 #include <atomic>
+#include <chrono>
 #include <random>
 #include <thread>
 #include <vector>
@@ -35,6 +36,31 @@ protected:
 
   void Await(int waiting) {
     AwaitThat([=] { return WaitingOn(condition) == waiting; });
+  }
+
+  // A signal that comes when so many wait, and that dawdles ahead of and behind its post, with the
+  // condition's lock. False if nobody waits any more.
+  bool SlowSignal(int waiting, int before, int after) {
+    for (int i = 0; i < 1000 && WaitingOn(condition) < waiting; ++i)
+      std::this_thread::yield();
+    qelOSMutex_Lock(condition->lock);
+    const bool isHandedOut = condition->waiting > condition->signals;
+    if (isHandedOut) {
+      Dawdle(before);
+      condition->signals += 1;
+      qelOSSemaphore_Post(condition->waitSem);
+      Dawdle(after);
+    }
+    qelOSMutex_Unlock(condition->lock);
+    if (isHandedOut)
+      qelOSSemaphore_Wait(condition->doneSem);
+    return isHandedOut;
+  }
+
+  static void Dawdle(int milliseconds) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    AwaitThat([=] { return Clock::now() >= end; });
   }
 
   qelOSCondition* condition = qelOSCondition_New();
@@ -155,6 +181,69 @@ TEST_F(QelOSConditionWaitTimeout, LeavesNothingBehindWhenItCrossesASignal) {
     ASSERT_EQ(condition->signals, 0);
   }
   signaller.join();
+  ExpectAtRest();
+}
+
+// The same with a signaller that is held up between its steps until the waiter's time has run out: the
+// waiter takes the signal back and acknowledges it.
+TEST_F(QelOSConditionWaitTimeout, AcknowledgesASignalThatCameTooLate) {
+  const int rounds = 300;
+  int crossings = 0;
+  int result = -1;
+  Gate gate(2);
+  std::thread waiter([&] {
+    for (int i = 0; i < rounds; ++i) {
+      gate.Pass();
+      result = LockedWait(1);
+      gate.Pass();
+    }
+  });
+  for (int i = 0; i < rounds; ++i) {
+    gate.Pass();
+    const bool isHandedOut = SlowSignal(/*waiting=*/1, /*before=*/2, /*after=*/0);
+    gate.Pass();
+    EXPECT_EQ(condition->waiting, 0);
+    EXPECT_EQ(condition->signals, 0);
+    crossings += isHandedOut && result == 1 ? 1 : 0;
+  }
+  waiter.join();
+  EXPECT_GT(crossings, 0);
+  ExpectAtRest();
+}
+
+// Here a second waiter takes the post, and both meet at the lock. Whichever comes first, the signal is
+// acknowledged once, and the one whose time ran out does not wait for a post that is gone.
+TEST_F(QelOSConditionWaitTimeout, DoesNotWaitForAPostThatAnotherWaiterTook) {
+  const int rounds = 300;
+  std::atomic<int> woken{0};
+  std::atomic<int> returned{0};
+  Gate gate(3);
+  const auto wait = [&](qelULong limit) {
+    for (int i = 0; i < rounds; ++i) {
+      gate.Pass();
+      if (LockedWait(limit) == 0)
+        woken += 1;
+      returned += 1;
+      gate.Pass();
+    }
+  };
+  std::thread impatient(wait, 1);
+  std::thread patient(wait, qelOSWaitForever);
+  for (int i = 0; i < rounds; ++i) {
+    gate.Pass();
+    SlowSignal(/*waiting=*/2, /*before=*/i % 2, /*after=*/2);
+    // Whoever sleeps on gets a signal of its own.
+    AwaitThat([&] {
+      qelOSCondition_Signal(condition);
+      return returned == 2 * (i + 1);
+    });
+    gate.Pass();
+    EXPECT_EQ(condition->waiting, 0);
+    EXPECT_EQ(condition->signals, 0);
+  }
+  impatient.join();
+  patient.join();
+  EXPECT_GE(woken.load(), rounds);
   ExpectAtRest();
 }
 

@@ -4,7 +4,8 @@
 // Meeting points of threads, so that no test has to sleep to be right.
 //===----------------------------------------------------------------------===//
 
-#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include <qel/multiplatform/qelCondition.h>
@@ -21,19 +22,23 @@ class Gate {
 public:
   explicit Gate(int count) : m_count(count) {}
   void Pass() {
-    const int round = m_round.load();
-    if (m_arrived.fetch_add(1) + 1 == m_count) {
-      m_arrived.store(0);
-      m_round.fetch_add(1);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const int round = m_round;
+    if (++m_arrived == m_count) {
+      m_arrived = 0;
+      m_round += 1;
+      m_opened.notify_all();
       return;
     }
-    AwaitThat([&] { return m_round.load() != round; });
+    m_opened.wait(lock, [&] { return m_round != round; });
   }
 
 private:
   const int m_count;
-  std::atomic<int> m_arrived{0};
-  std::atomic<int> m_round{0};
+  std::mutex m_mutex;
+  std::condition_variable m_opened;
+  int m_arrived = 0;
+  int m_round = 0;
 };
 
 // The threads inside a wait on the condition.
