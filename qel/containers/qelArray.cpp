@@ -151,7 +151,8 @@ void qelArray_Reserve(qelArray_t* array, size_t n) {
     return;
   }
   const size_t step = capacity < kSmallStep ? kSmallStep : Smaller(capacity / 2, kLargestStep);
-  qelArray_SetCapacity(array, capacity + Greater(step, n));
+  const size_t growth = Greater(step, n);
+  qelArray_SetCapacity(array, growth <= SIZE_MAX - capacity ? capacity + growth : SIZE_MAX);
 }
 
 void qelArray_SetCapacity(qelArray_t* array, size_t capacity) {

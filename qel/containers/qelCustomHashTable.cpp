@@ -223,8 +223,8 @@ void qelCustomHashTable_Remove(qelCustomHashTable_t* table, const void* key) {
       break;
     }
     // The scan goes on, and must not compare with a key that it has released: from the entry that
-    // owns the probe on, releases wait for its end.
-    if (entry->key == key || held.first != nullptr)
+    // owns the probe on, as its key or as its value, releases wait for its end.
+    if (entry->key == key || entry->value == key || held.first != nullptr)
       held.Append(entry);
     else
       ReleaseEntry(table, entry);

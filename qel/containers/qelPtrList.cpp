@@ -126,8 +126,9 @@ qelPtrListNode* qelPtrList_FindBackward(const qelPtrList* list, qelPtrList_Predi
   return node;
 }
 
-qelPtrListNode* qelPtrList_Detach(qelPtrListNode* node) {
-  qelPtrList* list = node->owner;
+// Takes the node out of the list and clears its links and owner. A node without a previous one is
+// taken for the head.
+static void Unlink(qelPtrList* list, qelPtrListNode* node) {
   if (node->previous != nullptr)
     node->previous->next = node->next;
   else
@@ -138,6 +139,10 @@ qelPtrListNode* qelPtrList_Detach(qelPtrListNode* node) {
     list->tail = node->previous;
   --list->count;
   *node = {node->item, nullptr, nullptr, nullptr};
+}
+
+qelPtrListNode* qelPtrList_Detach(qelPtrListNode* node) {
+  Unlink(node->owner, node);
   return node;
 }
 
@@ -166,8 +171,11 @@ int qelPtrList_RemoveItem(qelPtrList* list, const void* item) {
 }
 
 void* qelPtrList_PopHead(qelPtrList* list) {
-  void* item = list->head->item;
-  qelPtrList_DeleteNode(list->head);
+  // By the list that is given: a head that AppendNode linked names no owner.
+  qelPtrListNode* head = list->head;
+  Unlink(list, head);
+  void* item = head->item;
+  free(head);
   return item;
 }
 

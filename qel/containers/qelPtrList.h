@@ -64,7 +64,7 @@ qelPtrListNode* qelPtrList_Append(qelPtrList* list, void* item);
 
 // Links an existing node behind the tail and returns it.
 // INTENDED: neither its previous link nor its owner is set. Such a node leaves the list only by Clear,
-// Delete or DestroyNode, and a walk from the tail ends at it. Pinned by
+// Delete, DestroyNode or, at the head, PopHead, and a walk from the tail ends at it. Pinned by
 // qelPtrListAppendNode.SetsNeitherPreviousNorOwner.
 // REQUIRES: the node is in no list.
 qelPtrListNode* qelPtrList_AppendNode(qelPtrList* list, qelPtrListNode* node);

@@ -14,6 +14,8 @@
 
 #include <qel/core/qelMem.h>
 
+#include <tests/support/Fatal.h>
+
 namespace {
 
 using testing::ElementsAre;
@@ -389,6 +391,21 @@ TEST(qelArrayReserve, AddsFiveHundredAndTwelveToASmallCapacity) {
   qelArray_InsertSlots(array.a, 0, 10);
   qelArray_Reserve(array.a, 1);
   EXPECT_EQ(array.a->capacity, 522u);
+}
+
+// So that an impossible size comes back to the array under a sanitizer too.
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options() {
+  return "allocator_may_return_null=1";
+}
+
+TEST(qelArrayReserve, EndsTheProcessForMoreSlotsThanMemoryHas) {
+  Array array;
+  EXPECT_FATAL(qelArray_Reserve(array.a, SIZE_MAX), "memory:realloc");
+  EXPECT_FATAL(qelArray_Reserve(array.a, SIZE_MAX - 100), "memory:realloc");
+  EXPECT_FATAL(qelArray_InsertSlots(array.a, 0, SIZE_MAX / 8), "memory:realloc");
 }
 
 TEST(qelArraySetCapacity, TakesExactlyThatAndLeavesTheCount) {

@@ -442,6 +442,16 @@ TEST(qelCustomHashTableMultiValue, ClearsEntriesThatShareAKeyWithoutReadingARele
   EXPECT_EQ(qelCustomHashTable_GetCount(table.t), 0u);
 }
 
+TEST(qelCustomHashTableMultiValue, RemovesByOneOfItsOwnValues) {
+  Table table(qelCustomHashTable_NewStringString());
+  qelCustomHashTable_SetMultiValue(table.t);
+  for (int i = 0; i != 3; ++i)
+    qelCustomHashTable_Add(table.t, "key", "key");
+  // The address sanitizer watches.
+  qelCustomHashTable_Remove(table.t, qelCustomHashTable_GetValue(table.t, "key"));
+  EXPECT_EQ(qelCustomHashTable_GetCount(table.t), 0u);
+}
+
 TEST(qelCustomHashTableMultiValue, ReleasesInOrderWhenTheKeyIsItsOwn) {
   LogTable table;
   qelCustomHashTable_SetMultiValue(table.t);

@@ -293,6 +293,22 @@ TEST(qelPtrListPopHead, GivesTheItemWithoutReleasingIt) {
   EXPECT_THAT(TakeReleased(), IsEmpty());
 }
 
+TEST(qelPtrListPopHead, TakesAHeadThatAppendNodeLinked) {
+  List list;
+  List other;
+  for (uintptr_t value : {1, 2})
+    qelPtrList_AppendNode(list.l, qelPtrList_Detach(qelPtrList_Append(other.l, Int(value))));
+  Fill(list.l, {3});
+  EXPECT_EQ(qelPtrList_PopHead(list.l), Int(1));
+  EXPECT_EQ(qelPtrList_GetCount(list.l), 2u);
+  EXPECT_EQ(qelPtrList_PopHead(list.l), Int(2));
+  EXPECT_THAT(Items(list.l), ElementsAre(3));
+  qelPtrList_AppendNode(other.l, qelPtrList_Detach(list.l->head));
+  EXPECT_THAT(Items(list.l), IsEmpty());
+  EXPECT_EQ(qelPtrList_PopHead(other.l), Int(3));
+  EXPECT_THAT(Items(other.l), IsEmpty());
+}
+
 TEST(qelPtrListFreeItem, ReleasesAllocatedItemsAndAcceptsNull) {
   qelPtrList_FreeItem(nullptr);
   List list;
