@@ -2,11 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <type_traits>
 
 #include <gtest/gtest.h>
+
+#include <qel/core/CString.h>
+#include <qel/core/String.h>
 
 namespace {
 
@@ -47,6 +51,49 @@ private:
 
 } // namespace
 
+namespace {
+
+// Where the event stands in the table of virtual operations: what a pointer to it holds, but for the
+// lowest bit, is the distance from the table's start.
+template <class Event>
+size_t SlotOf(Event event) {
+  static_assert(sizeof event >= sizeof(uintptr_t), "the first word of the pointer is read");
+  uintptr_t word = 0;
+  memcpy(&word, &event, sizeof word);
+  return (word & ~static_cast<uintptr_t>(1)) / sizeof(void*);
+}
+
+typedef int (qelISerialize::*TextEvent)(const char*, bool);
+typedef int (qelISerialize::*WideTextEvent)(const qelWChar*, bool);
+
+} // namespace
+
+// Producers and consumers may come from different builds, so the order of slots is a promise.
+TEST(qelISerializeSlots, StandInTheOrderOfTheInterface) {
+  const size_t slots[] = {
+      SlotOf(&qelISerialize::MapBegin),
+      SlotOf(&qelISerialize::MapKey),
+      SlotOf(&qelISerialize::MapEnd),
+      SlotOf(&qelISerialize::ArrayBegin),
+      SlotOf(&qelISerialize::ArrayItemSeparator),
+      SlotOf(&qelISerialize::ArrayEnd),
+      SlotOf(&qelISerialize::Identifier),
+      SlotOf(static_cast<WideTextEvent>(&qelISerialize::String)),
+      SlotOf(static_cast<TextEvent>(&qelISerialize::String)),
+      SlotOf(&qelISerialize::Boolean),
+      SlotOf(&qelISerialize::U32),
+      SlotOf(&qelISerialize::S32),
+      SlotOf(&qelISerialize::U64),
+      SlotOf(&qelISerialize::S64),
+      SlotOf(&qelISerialize::Float),
+      SlotOf(&qelISerialize::Null),
+  };
+  const size_t first = 2; // the destructor takes two: with and without release of the memory
+  for (size_t index = 0; index != sizeof slots / sizeof *slots; ++index)
+    EXPECT_EQ(slots[index], first + index) << "event " << index;
+}
+
+static_assert(sizeof(qelISerialize) == sizeof(void*), "the interface has no fields");
 static_assert(std::is_abstract<qelISerialize>::value, "the events are pure");
 static_assert(std::has_virtual_destructor<qelISerialize>::value, "consumers are deleted by it");
 
@@ -92,6 +139,19 @@ TEST(qelISerializeValue, TakesEveryNativeIntegerWithoutACast) {
   EXPECT_EQ(recorder.Value(static_cast<ptrdiff_t>(3)), 13);
   EXPECT_EQ(recorder.Value(static_cast<int64_t>(3)), 13);
   EXPECT_EQ(recorder.Value(1.0f), 14);
+}
+
+TEST(qelISerializeValue, TakesStringsAsText) {
+  Recorder recorder;
+  EXPECT_EQ(recorder.Value(qelCString("text")), 8);
+  EXPECT_EQ(recorder.last, "Narrow text quoted");
+  EXPECT_EQ(recorder.Value(qelString(QEL_W("A"))), 7);
+  EXPECT_EQ(recorder.last, "Wide 65 quoted");
+  char narrow[] = "own";
+  EXPECT_EQ(recorder.Value(narrow), 8);
+  qelWChar wide[] = {'B', 0};
+  EXPECT_EQ(recorder.Value(wide), 7);
+  EXPECT_EQ(recorder.last, "Wide 66 quoted");
 }
 
 TEST(qelISerializeValue, KeepsEveryBitOfALong) {

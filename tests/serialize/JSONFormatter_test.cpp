@@ -140,6 +140,17 @@ TEST(qelJSONFormatterString, TakesNullAsTheEmptyText) {
   EXPECT_EQ(formatter.Text(), "\"\"\"\",\"\":");
 }
 
+TEST(qelJSONFormatterString, TakesTheFormattersOwnText) {
+  Formatter formatter;
+  formatter.String("a\"", false);
+  const std::string once = formatter.Text();
+  formatter.String(formatter.Result().c_str(), false);
+  const std::string twice = formatter.Text();
+  EXPECT_EQ(twice, once + '"' + Escaped(once.c_str()) + '"');
+  formatter.MapKey(formatter.Result().c_str(), true);
+  EXPECT_EQ(formatter.Text(), twice + ',' + Escaped(twice.c_str()) + ':');
+}
+
 TEST(qelJSONFormatterString, ConvertsWideText) {
   Formatter formatter;
   const qelWChar smile[] = {0xD83D, 0xDE00, 0};
@@ -241,6 +252,15 @@ TEST(qelJSONFormatterFloat, HasSixDigitsBehindThePoint) {
   EXPECT_EQ(WrittenFloat(0), "0.000000");
   EXPECT_EQ(WrittenFloat(1234567.891), "1234567.891000");
   EXPECT_EQ(WrittenFloat(1e22), "10000000000000000000000.000000");
+}
+
+TEST(qelJSONFormatterFloat, WritesTheLargestNumbersInFull) {
+  for (double value : {std::numeric_limits<double>::max(), -std::numeric_limits<double>::max()}) {
+    const std::string written = WrittenFloat(value);
+    EXPECT_EQ(written.size(), (value < 0 ? 1u : 0u) + 309 + 1 + 6);
+    EXPECT_EQ(written.substr(written.size() - 7), ".000000");
+    EXPECT_NEAR(strtod(written.c_str(), nullptr) / value, 1, 1e-12);
+  }
 }
 
 TEST(qelJSONFormatterFloat, LeavesWordsForWhatIsNoNumber) {
