@@ -1,0 +1,96 @@
+// Uses the shared library as a client does, by its classes alone. Ends with 0 when all holds; prints
+// what does not.
+
+#include <cstdio>
+#include <cstring>
+
+#include <qel/qel.h>
+
+static int g_failures = 0;
+
+static void Expect(bool holds, const char* what) {
+  if (holds)
+    return;
+  std::printf("does not hold: %s\n", what);
+  ++g_failures;
+}
+
+// Pointers to these stand for arrays; nobody reads through them.
+static char g_places[2];
+
+static qelArray_t* Place(size_t index) {
+  return reinterpret_cast<qelArray_t*>(g_places + index);
+}
+
+static int g_freed = 0;
+static void CountFreed(void*) {
+  ++g_freed;
+}
+
+static void CountKeys(const char* key, const void* value, void* count) {
+  if (std::strcmp(key, "b") == 0 && value == Place(1))
+    ++*static_cast<int*>(count);
+}
+
+// A map derived by the client, with its own destructor behind the library's.
+class DerivedMap : public qelStringHashMap<qelArray_t*> {
+public:
+  DerivedMap() : qelStringHashMap<qelArray_t*>({nullptr, CountFreed}) {}
+};
+
+static void UseHashMap() {
+  qelStringHashMap<qelArray_t*>* map = new DerivedMap;
+  map->Add("a", Place(0));
+  map->Add("b", Place(1));
+  qelArray_t* found = nullptr;
+  Expect(map->Find("a", found) && found == Place(0), "Find");
+  Expect(!map->Find("missing", found) && found == Place(0), "Find of a missing key");
+  Expect((*map)["b"] == Place(1), "operator[]");
+  map->Remove("a");
+  Expect(map->GetCount() == 1 && g_freed == 1, "Remove");
+
+  int seen = 0;
+  map->ForEach(CountKeys, &seen);
+  qelStringHashMap_Pair pair = {CountKeys, &seen};
+  qelStringHashMap_ForEach("b", Place(1), &pair);
+  Expect(seen == 2, "ForEach");
+  delete map;
+  Expect(g_freed == 2, "the virtual destructor");
+
+  qelStringHashMap<qelArray_t*> plain;
+  plain.Add("a", nullptr);
+  plain.Clear();
+  Expect(plain.GetCount() == 0, "Clear");
+}
+
+// A consumer that wants one event.
+class Identifiers : public qelEmptySerialize {
+public:
+  using qelEmptySerialize::String;
+  int String(const char* value, bool) override {
+    last = value;
+    return 3;
+  }
+  qelCString last;
+};
+
+static void UseSerializers() {
+  qelJSONFormatter json;
+  qelISerialize& target = json;
+  target.MapBegin();
+  target.MapKey("n", false);
+  target.Value(1);
+  target.MapKey("t", false);
+  target.Value(QEL_W("\xE9"));
+  target.MapEnd();
+  Expect(json.Result() == "{\"n\":1,\"t\":\"\xC3\xA9\",}", "the formatter");
+
+  Identifiers identifiers;
+  Expect(identifiers.Identifier("name") == 3 && identifiers.last == "name", "Identifier");
+}
+
+int main() {
+  UseHashMap();
+  UseSerializers();
+  return g_failures;
+}
