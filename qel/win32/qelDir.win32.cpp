@@ -186,13 +186,14 @@ int qelDir_IsLink(const char* name) {
       nativeName != nullptr ? ::GetFileAttributesW(nativeName.get()) : INVALID_FILE_ATTRIBUTES;
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
     return 0;
-  // Only the tag tells a link or junction from a file that is compressed or kept elsewhere.
+  // Only the tag tells a link or junction from what is compressed or kept elsewhere. A system that
+  // gives no tag is taken at its worst: nothing is lost by not entering a directory.
   WIN32_FIND_DATAW data;
   const HANDLE handle = ::FindFirstFileW(nativeName.get(), &data);
   if (handle == INVALID_HANDLE_VALUE)
     return 0;
   ::FindClose(handle);
-  return IsReparseTagNameSurrogate(data.dwReserved0) ? 1 : 0;
+  return data.dwReserved0 == 0 || IsReparseTagNameSurrogate(data.dwReserved0);
 }
 
 static bool IsGone(int error) {
