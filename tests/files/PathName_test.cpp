@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <qel/multiplatform/qelPath.h>
+#include <qel/multiplatform/qelPlatform.h>
 #include <tests/support/PathText.h>
 #include <tests/support/TempDir.h>
 
@@ -574,6 +575,9 @@ TEST(QelPathNameMakeExistingPath, HasTheKindOfWhatIsThere) {
 }
 
 TEST(QelPathNameMakeTempDirPath, IsTheApplicationDataDirectory) {
+  // Where this variable has a meaning it keeps the test out of the user's own folders.
+  TempDir dir;
+  qelPlatform_SetEnvironment("XDG_DATA_HOME", dir.Path("data").c_str());
   const qelPathName path = qelPathName::MakeTempDirPath();
   EXPECT_EQ(Parts(path), Dir(Taken(qelPath_GetApplicationDataDirectory()) + "/"));
   EXPECT_TRUE(path.DirExists());

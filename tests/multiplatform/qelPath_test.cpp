@@ -10,6 +10,7 @@
 
 #include <companions/toolslog/qelixToolsLog.h>
 #include <qel/core/qelMem.h>
+#include <qel/multiplatform/qelPlatform.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/PathText.h>
 #include <tests/support/TempDir.h>
@@ -271,6 +272,9 @@ TEST(QelPathGetSpecialFolder, GivesNullForANumberThatNobodyKnows) {
 }
 
 TEST(QelPathGetApplicationDataDirectory, IsThereAfterwards) {
+  // Where this variable has a meaning it keeps the test out of the user's own folders.
+  TempDir dir;
+  qelPlatform_SetEnvironment("XDG_DATA_HOME", dir.Path("data").c_str());
   const std::string path = Taken(qelPath_GetApplicationDataDirectory());
   EXPECT_EQ(path, Folder(qelPathFolderAppData));
   EXPECT_TRUE(IsDirectory(path)) << path;
