@@ -48,7 +48,9 @@ int qelNum_ParseU64(const char* text, const char** end, int base, int* status, q
 // A sign is taken at once, whatever follows it.
 int qelNum_ParseS64(const char* text, const char** end, int base, int* status, qelint64* out);
 
-// Decimal digits with a "." among them and an exponent. Status -1 and -2 come with the value 0.
+// Decimal digits with a "." among them and an exponent, which alone decides about -1 and -2, but for
+// the positive infinity, which is -1 too: these come with the value 0. A negative infinity is a
+// result, and so is the NaN that a mantissa of 0 or of too many digits gives with a large exponent.
 double qelNum_ParseDouble(const char* text, const char** end, int* status);
 
 // Whole texts.
@@ -74,7 +76,8 @@ int qelNum_ToHex32N(const char* start, size_t length, qelULong* out);
 int qelNum_ToS16(const char* text, int16_t* out);
 int qelNum_ToU16(const char* text, uint16_t* out);
 
-// Whole text. A positive result keeps the number.
+// Whole text. What stands behind the number is told even if the number is out of range; a positive
+// result keeps the number.
 int qelNum_ToDouble(const char* text, double* out);
 
 // Whole text: a pointer's value, in base 16 if "0x" or "0X" and a hexadecimal digit stand behind
@@ -82,7 +85,8 @@ int qelNum_ToDouble(const char* text, double* out);
 int qelNum_ToPointer(const char* text, void** out);
 
 // "1.5", "3/4", "1 3/4", "1-3/4", with a sign ahead. 0 for success; 1 for anything else, and *out
-// stays as it was. The first form reads text[0..length-1].
+// stays as it was. The first form reads text[0..length-1]. The C library reads the first number, so
+// the forms of infinities and hexadecimal numbers that it knows are valid as well.
 int qelNum_ParseFraction(const char* text, size_t length, double* out);
 int qelNum_ParseFractionZ(const char* text, double* out);
 
