@@ -47,6 +47,8 @@ struct qelExpressionOperand {
   int valueKind;    // what follows: 1 a quoted value, 2 "true" or "false", 3 nothing
 };
 
+// The default tables. The shared library does not export them: a program that links it writes down
+// its own.
 // "and" 11, "or" 12.
 extern const qelExpressionOperand qelDefaultLogicOperands[];
 

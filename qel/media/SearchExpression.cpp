@@ -17,7 +17,7 @@
 // here may recurse from a link or group into its children. Each walks the whole tree below it in
 // one loop, in exactly the order of the recursion that it stands for, and calls virtual operations
 // on leaves alone. A link or group whose class a client has derived counts as a leaf, so that its
-// overrides are called as they would be by recursion.
+// overrides are called as they would be by recursion; the walk below it is one of its own.
 
 namespace {
 
@@ -257,6 +257,12 @@ bool IsSameTree(const Walk& walk, qelSearchExpression* other) {
   }
 }
 
+// Whether a text begins with a value that is not empty, case regarded.
+bool BeginsWith(const char* text, const qelCString& value) {
+  const size_t n = value.length();
+  return n != 0 && strlen(text) >= n && memcmp(text, value.c_str(), n) == 0;
+}
+
 // Whether a text is exactly the given one.
 bool IsExactly(const qelCString& text, const char* expected) {
   const size_t n = strlen(expected);
@@ -351,6 +357,8 @@ bool qelRelExpression::IsSameAs(qelSearchExpression* other) {
 
 // INTENDED: "derivedfrom" and "like" regard case, the other operators do not. Pinned by
 // MatchString.RegardsCaseInDerivedFromAndLikeOnly.
+// INTENDED: no text contains the empty value or is derived from it, though every text begins with
+// it. Pinned by MatchString.FindsTheEmptyValueNowhere.
 bool qelRelExpression::MatchString(const char* candidate) {
   if (!ValidateValue(Value_Text, candidate))
     return false;
@@ -368,7 +376,7 @@ bool qelRelExpression::MatchString(const char* candidate) {
   case Operator_DoesNotContain:
     return qelCString(candidate).FindNoCase(value, 0) == qelCString::npos;
   case Operator_DerivedFrom:
-    return qelCString(candidate).Find(value, 0) == 0;
+    return BeginsWith(candidate, value);
   case Operator_Like:
     return qelMatch_WildcardSimple(value.c_str(), candidate) == 1;
   default: // Order tests do not apply to text.
@@ -376,6 +384,8 @@ bool qelRelExpression::MatchString(const char* candidate) {
   }
 }
 
+// An "exists" relation is text, so ValidateValue refuses it to the typed tests. It gets past only
+// where a caller has set valueKind, and then the gate's answer is the result.
 bool qelRelExpression::MatchInt(const qelCString& candidate) {
   if (!ValidateValue(Value_Integer, candidate.c_str()))
     return false;
@@ -417,6 +427,8 @@ bool qelRelExpression::MatchDate(const qelDateTime& candidate) {
   return CompareBy(operatorID, candidate, dateValue);
 }
 
+// INTENDED: a value passes for one type alone, so "2" is no floating number. Evaluators try one test
+// after the other and rely on it. Pinned by MatchDouble.WantsAFloatingValueAndCandidate.
 bool qelRelExpression::ValidateValue(int kind, const char* candidate) {
   if (valueKind == Value_Unknown)
     ClassifyValue();
@@ -428,6 +440,9 @@ bool qelRelExpression::ValidateValue(int kind, const char* candidate) {
   return isThere == IsExactly(value, "true");
 }
 
+// INTENDED: a day that is missing is day 0, the last of the month before; a zone is dropped, so the
+// date is a local one. Pinned by MatchDate.TakesAMonthForTheLastDayBeforeIt and
+// ConvertToDateTime.BuildsALocalDateFromIsoText.
 bool qelRelExpression::ConvertToDateTime(const char* text, qelDateTime& date) {
   int fields[9];
   if (qelNum_ParseISODateTime(text, fields) != 0)

@@ -19,9 +19,15 @@
 //                                  right link  left  rel c
 //
 // A tree may be as deep as its text is long, since grouping by precedence nests
-// the links to the left. Every operation here runs in a stack of fixed size all
-// the same, the destructors included, and in time linear in the tree. A caller's
-// own walk of a tree had better not recurse either.
+// the links to the left. On every tree that a parser makes, each operation here
+// runs in a stack of fixed size all the same, the destructors included, and in
+// time linear in the tree. A caller's own walk of a tree had better not recurse
+// either.
+//
+// A program may derive from these classes and build trees of its own objects. Its
+// overrides are called wherever such an object stands, so links and groups of a
+// derived class cost stack for each one that nests in another. Type information
+// (RTTI) is not needed to derive.
 //
 // OWNERSHIP: a link or group owns its children and deletes them. Copies are
 // shallow: copy construction and assignment copy the child pointers as they

@@ -187,6 +187,10 @@ TEST(ValidateValue, FindsOutTheTypeOfTheValueOnce) {
       {"- 5", 2},
       {"2005-01-01", 3},
       {"2005-01", 3},
+      {"1970-01", 2}, // Day 0 is in 1969.
+      {"1970-02", 3},
+      {"12-1", 2},
+      {"2037-12-31", 3},
       {"2005-01-01T10:20:30", 3},
       {"2005-01-01T10:20:30.5Z", 3},
       {"2005-01-01T10:20:30+01:30", 3},
@@ -279,6 +283,19 @@ TEST(MatchExists, IsFalseForTypedCandidates) {
   }
 }
 
+TEST(MatchExists, AnswersATypedTestWhoseTypeTheCallerHasSet) {
+  OpenRel present("true", kExists);
+  present.valueKind = 1;
+  EXPECT_TRUE(present.MatchInt("x"));
+  EXPECT_FALSE(present.MatchInt(""));
+  present.valueKind = 4;
+  EXPECT_TRUE(present.MatchDouble("x"));
+  present.valueKind = 3;
+  EXPECT_TRUE(present.MatchDate(qelCString("x")));
+  EXPECT_TRUE(present.MatchDate(qelDateTime(1, qelDateTime::May, 2005, 0, 0, 0, 0)));
+  EXPECT_FALSE(present.MatchDate(qelDateTime()));
+}
+
 TEST(MatchString, FollowsItsTable) {
   const struct {
     int op;
@@ -355,6 +372,14 @@ TEST(MatchString, RegardsCaseInDerivedFromAndLikeOnly) {
   EXPECT_FALSE(OpenRel("A", kLike).MatchString("a"));
 }
 
+TEST(MatchString, FindsTheEmptyValueNowhere) {
+  for (const char* candidate : {"", "a", static_cast<const char*>(nullptr)}) {
+    EXPECT_FALSE(OpenRel("", kContains).MatchString(candidate));
+    EXPECT_TRUE(OpenRel("", kDoesNotContain).MatchString(candidate));
+    EXPECT_FALSE(OpenRel("", kDerivedFrom).MatchString(candidate));
+  }
+}
+
 TEST(MatchString, IsLetThroughForValuesOfEveryType) {
   for (const char* value : {"10", "1.5", "2005-01-01", "text"}) {
     SCOPED_TRACE(value);
@@ -406,6 +431,16 @@ TEST(MatchInt, ComparesTheCandidateWithTheValue) {
     EXPECT_EQ(rel.MatchInt(" +10"), row.same);
     EXPECT_EQ(rel.MatchInt("11"), row.above);
     EXPECT_EQ(rel.MatchInt("2147483647"), row.above);
+  }
+}
+
+TEST(MatchInt, ReadsTheSmallestButOneAsTheSmallest) {
+  for (const char* value : {"-2147483647", "-2147483648"}) {
+    SCOPED_TRACE(value);
+    OpenRel rel(value, kEqual);
+    EXPECT_TRUE(rel.MatchInt("-2147483647"));
+    EXPECT_TRUE(rel.MatchInt("-2147483648"));
+    EXPECT_FALSE(rel.MatchInt("-2147483646"));
   }
 }
 
@@ -476,6 +511,16 @@ TEST(MatchDate, ComparesAnInvalidDateLikeAnyOther) {
   EXPECT_TRUE(OpenRel("2005-01-01", kLess).MatchDate(invalid));
   EXPECT_TRUE(OpenRel("2005-01-01", kNotEqual).MatchDate(invalid));
   EXPECT_FALSE(OpenRel("2005-01-01", kEqual).MatchDate(invalid));
+}
+
+TEST(MatchDate, TakesAMonthForTheLastDayBeforeIt) {
+  OpenRel equal("2005-03", kEqual), less("2005-03-01", kLess);
+  EXPECT_TRUE(equal.MatchDate(qelCString("2005-03")));
+  EXPECT_TRUE(equal.MatchDate(qelCString("2005-02-28")));
+  EXPECT_TRUE(equal.MatchDate(qelDateTime(28, qelDateTime::February, 2005, 0, 0, 0, 0)));
+  EXPECT_FALSE(equal.MatchDate(qelCString("2005-03-01")));
+  EXPECT_TRUE(less.MatchDate(qelCString("2005-03")));
+  EXPECT_FALSE(OpenRel("2005-03-01", kNotEqual).MatchDate(qelCString("1970-01"))); // In 1969.
 }
 
 TEST(MatchDate, WorksWhereTheOthersDoNot) {
