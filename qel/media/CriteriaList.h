@@ -35,10 +35,10 @@ public:
   qelCString GetText() const { return qelCString(m_text, m_length); }
 
 private:
-  // Ends of the ways of looking: plain scans up to the first, the index up to the second, where its
-  // 32-bit numbers would run out, scans again behind.
+  // Ends of the ways of looking: plain scans up to the first, the index up to the second, where the
+  // room for its edges, a power of two, still is a 32-bit number, scans again behind.
   static constexpr size_t ScanLimit = 256;
-  static constexpr size_t IndexLimit = size_t(1) << 30;
+  static constexpr size_t IndexLimit = size_t(1) << 29;
 
   static constexpr uint32_t None = UINT32_MAX;
   static constexpr uint32_t Start = 0;
