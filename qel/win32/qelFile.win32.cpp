@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include <qel/core/Log.h>
+#include <qel/core/qelMem.h>
 #include <qel/core/qelUTF8.h>
 #include <qel/multiplatform/qelFilePrivate.h>
 #include <qel/multiplatform/qelPath.h>
@@ -233,6 +234,16 @@ int qelFile_Truncate(void* fd, int64_t size) {
 
 // By name ----------------------------------------------------------------------
 
+// A wide name for a log line, with "?" for what is not ASCII: a character that the locale does not have
+// would end the line.
+static qelOwnedName Printable(const WCHAR* nativeName) {
+  qelOwnedName name(qelMem_WStrDup(nativeName));
+  for (WCHAR* at = name.get(); *at != L'\0'; ++at)
+    if (*at > 0x7E)
+      *at = L'?';
+  return name;
+}
+
 int qelFile_Exists(const char* name) {
   const qelOwnedName nativeName(qelFile_NativeName(name));
   if (nativeName == nullptr) {
@@ -290,7 +301,8 @@ int qelFile_GetTimes(const char* name, qeltimeval* access, qeltimeval* modificat
   WIN32_FILE_ATTRIBUTE_DATA data;
   if (!::GetFileAttributesExW(nativeName.get(), GetFileExInfoStandard, &data)) {
     const int error = LastError();
-    QEL_LOG(1, "qelFile_GetTimes: Could not get attributes for file: %ls\n", nativeName.get());
+    QEL_LOG(1, "qelFile_GetTimes: Could not get attributes for file: %ls\n",
+            Printable(nativeName.get()).get());
     return qelFile_MapError(error);
   }
   if ((creation != nullptr && qelTime_FromFileTime(&data.ftCreationTime, creation) != 0) ||
@@ -299,7 +311,7 @@ int qelFile_GetTimes(const char* name, qeltimeval* access, qeltimeval* modificat
     QEL_LOG(1,
             "qelFile_GetTimes: Could not get all creation/modification/access times for file: "
             "%ls\n",
-            nativeName.get());
+            Printable(nativeName.get()).get());
     return qelFileErrorGeneric;
   }
   return qelFileErrorNone;

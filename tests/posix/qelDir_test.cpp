@@ -315,13 +315,14 @@ TEST_F(qelDirByNamePosix, TakesAFileOnTheWayAsGone) {
 }
 
 TEST_F(qelDirByNamePosix, IsRefusedWithoutPermission) {
-  m_dir.MakeDir("sub");
+  const std::string sub = m_dir.MakeDir("sub");
+  ASSERT_EQ(::chmod(sub.c_str(), 0555), 0);
   ASSERT_EQ(::chmod(m_dir.Path().c_str(), 0555), 0);
   {
     AsNobody nobody;
     EXPECT_EQ(qelDir_Create(m_dir.Path("new").c_str()), -1);
-    EXPECT_EQ(qelDir_Remove(m_dir.Path("sub").c_str()), -1);
-    EXPECT_EQ(qelDir_CreateRecursively(m_dir.Path("sub/a").c_str()), 0);
+    EXPECT_EQ(qelDir_Remove(sub.c_str()), -1);
+    EXPECT_EQ(qelDir_CreateRecursively((sub + "/a").c_str()), 0);
   }
   ASSERT_EQ(::chmod(m_dir.Path().c_str(), 0755), 0);
   EXPECT_EQ(m_log.Texts().size(), 3u);

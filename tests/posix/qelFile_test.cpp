@@ -514,8 +514,26 @@ std::array<int, 8> StatusOnReadOnlyMedium(const std::string& root) {
   return results;
 }
 
-// Runs StatusOnReadOnlyMedium in a child process with a mount of its own. Only a child of one thread
-// can have one without privileges.
+bool WriteTo(const char* name, const std::string& text) {
+  const int fd = ::open(name, O_WRONLY | O_CLOEXEC);
+  const bool isWritten =
+      fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  ::close(fd);
+  return isWritten;
+}
+
+// Gives this process mounts of its own; a user without privileges becomes root of them alone.
+bool UnshareMounts() {
+  if (::unshare(CLONE_NEWNS) == 0)
+    return true;
+  const std::string user = std::to_string(::geteuid());
+  const std::string group = std::to_string(::getegid());
+  return ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && WriteTo("/proc/self/setgroups", "deny") &&
+         WriteTo("/proc/self/uid_map", "0 " + user + " 1") &&
+         WriteTo("/proc/self/gid_map", "0 " + group + " 1");
+}
+
+// Runs StatusOnReadOnlyMedium in a child process with a mount of its own. False if it can't have one.
 bool RunOnReadOnlyMedium(const std::string& root, std::array<int, 8>* results) {
   int ends[2];
   if (::pipe(ends) != 0)
@@ -523,8 +541,7 @@ bool RunOnReadOnlyMedium(const std::string& root, std::array<int, 8>* results) {
   const pid_t child = ::fork();
   if (child == 0) {
     const bool isMounted =
-        (::unshare(CLONE_NEWNS) == 0 || ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) &&
-        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+        UnshareMounts() && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
         ::mount("tmpfs", root.c_str(), "tmpfs", 0, nullptr) == 0 &&
         ::close(::open((root + "/x").c_str(), O_WRONLY | O_CREAT, 0666)) == 0 &&
         ::mount(nullptr, root.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;

@@ -214,6 +214,9 @@ TEST_F(qelFileGetTimesWin32, TellsTheNativeName) {
   EXPECT_EQ(qelFile_GetTimes("C:/no/such/file", &stamp, nullptr, nullptr), -3);
   EXPECT_EQ(m_log.All(),
             "qelFile_GetTimes: Could not get attributes for file: C:\\no\\such\\file\n");
+  m_log.Clear();
+  EXPECT_EQ(qelFile_GetTimes("C:/n\xC3\xB6.\xE2\x82\xAC", &stamp, nullptr, nullptr), -3);
+  EXPECT_EQ(m_log.All(), "qelFile_GetTimes: Could not get attributes for file: C:\\n?.?\n");
 }
 
 TEST_F(qelFileRemoveWin32, ReportsAFileThatIsOpen) {
