@@ -34,4 +34,10 @@
 
 #include <qel/media/qelDLNAProfiles.h>
 
+#include <qel/serialize/qelBase64.h>
+#include <qel/serialize/qelEscape.h>
+#include <qel/serialize/qelHex.h>
+#include <qel/serialize/qelPackedData.h>
+#include <qel/serialize/qelRC4.h>
+
 #endif
