@@ -267,9 +267,11 @@ int qelFile_Access(const char* name, int mode) {
   }
   // Without access asked for, O_PATH opens what exists. A pipe that nobody serves must not block.
   const int access = mode & (qelFileModeRead | qelFileModeWrite);
-  const int flags = access == 0 ? O_PATH | O_CLOEXEC : OpenFlags(access) | O_NONBLOCK;
+  const int flags = access == 0 ? O_PATH | O_CLOEXEC : OpenFlags(access);
   void* fd = nullptr;
-  const int error = OpenNative(nativeName.get(), flags, 0, &fd);
+  int error = OpenNative(nativeName.get(), flags | O_NONBLOCK, 0, &fd);
+  if (error == EWOULDBLOCK) // another program holds a lease, which only an open that waits breaks
+    error = OpenNative(nativeName.get(), flags, 0, &fd);
   if (error != 0)
     return 0;
   // INTENDED: the line stands on success, and a failure is silent. Log filters of programs know it

@@ -368,6 +368,13 @@ TEST_F(qelFileFaults, SetSizeClosesTheFileWhenAStepFails) {
   EXPECT_EQ(m_dir.Read("x"), "0123456789");
 }
 
+TEST_F(qelFileFaults, AccessWaitsForALease) {
+  const std::string name = m_dir.Write("x");
+  faults.open.Set(EWOULDBLOCK);
+  EXPECT_TRUE(qelFile::Access(name.c_str(), 1));
+  EXPECT_EQ(faults.open.calls, 2);
+}
+
 // Where the file system can't refuse a target by itself.
 TEST_F(qelFileFaults, RenameFallsBackToASecondLink) {
   for (const int error : {ENOSYS, EINVAL}) {
