@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
 #include <qel/containers/qelCustomHashTable.h>
 #include <qel/core/Convert.h>
@@ -36,6 +35,17 @@ static void AddTakingKeyAndValue(qelCustomHashTable_t* table, char* key, char* v
 
 static const char* FindText(const qelCustomHashTable_t* table, const char* key) {
   return static_cast<const char*>(qelCustomHashTable_GetValue(table, key));
+}
+
+// The nearest float. The language leaves a cast beyond the largest one open, so that is decided here:
+// up to half a step above it rounds down to it, as among all other floats.
+static float Narrow(double value) {
+  const double kRoundsToInfinity = 0x1.FFFFFFp127;
+  const double magnitude = std::fabs(value);
+  if (!(magnitude > static_cast<double>(FLT_MAX)))
+    return static_cast<float>(value);
+  const bool isFinite = magnitude < kRoundsToInfinity;
+  return std::copysign(isFinite ? FLT_MAX : HUGE_VALF, value < 0 ? -1.0f : 1.0f);
 }
 
 static bool IsLineEnd(char c) {
@@ -140,6 +150,8 @@ void qelMediaInfo::DeserializeInfo(const char* text) {
     key = nullptr;
     if (*c == '\0')
       return;
+    // INTENDED: any second line end belongs to the first one, so "\n\n" ends one line, too. Pinned by
+    // MediaInfoDeserialize.ReadsLinesOfEveryLineEnd.
     if (IsLineEnd(c[1]))
       ++c;
     token = c + 1;
@@ -149,8 +161,11 @@ void qelMediaInfo::DeserializeInfo(const char* text) {
 void qelMediaInfo::GetMediaInfoAsString(const qelCString& text) {
   qelCustomHashTable_Clear(properties);
   const char* line = text.c_str();
-  while (*line != '\0' && *line != '\n') {
-    const char* end = FindLineEnd(line);
+  const char* const textEnd = line + text.length();
+  while (line != textEnd && *line != '\n') {
+    const size_t left = static_cast<size_t>(textEnd - line);
+    const char* found = static_cast<const char*>(std::memchr(line, '\n', left));
+    const char* end = found != nullptr ? found : textEnd;
     const size_t length = static_cast<size_t>(end - line);
     const char* equals = static_cast<const char*>(std::memchr(line, '=', length));
     const char* keyEnd = equals != nullptr ? equals : end;
@@ -158,7 +173,7 @@ void qelMediaInfo::GetMediaInfoAsString(const qelCString& text) {
     if (keyEnd != line)
       AddTakingKeyAndValue(properties, qelMem_StrNDup(line, static_cast<size_t>(keyEnd - line)),
                            DupUnescaped(value, static_cast<size_t>(end - value)));
-    line = *end == '\n' ? end + 1 : end;
+    line = end != textEnd ? end + 1 : end;
   }
 }
 
@@ -280,11 +295,11 @@ float qelMediaInfo::GetFloat(const char* key, float fallback) const {
   double value = 0;
   if (text == nullptr || !qelCString(text).ToDouble(&value))
     return fallback;
-  if (std::fabs(value) > static_cast<double>(FLT_MAX))
-    return std::copysign(std::numeric_limits<float>::infinity(), value < 0 ? -1.0f : 1.0f);
-  return static_cast<float>(value);
+  return Narrow(value);
 }
 
+// INTENDED: unlike the narrower getters it takes "12a" as 12, as the 64-bit value class does. Pinned by
+// MediaInfoGetUInt64.ReadsTheDigitsAtTheFront.
 qeluint64 qelMediaInfo::GetUInt64(const char* key, const qeluint64& fallback) const {
   const char* text = FindText(properties, key);
   return text != nullptr ? qeluint64::FromString(text, fallback) : fallback;

@@ -66,11 +66,12 @@ public:
   // Reads the line form into the table; a key that exists is replaced. CR and LF end a value, and a
   // second one right behind them belongs to the same line end. A line with no "=" becomes the front of
   // the next key, line end included; at the end of the text it is dropped. Null reads nothing.
+  // REQUIRES: text is not one of the table's own.
   virtual void DeserializeInfo(const char* text);
 
   // Reads the line form as well, despite its name. The table is cleared first; only "\n" ends a line,
   // and the first empty line ends the reading. A line with an empty key is skipped, a line with no "="
-  // is a key with an empty value.
+  // is a key with an empty value. A zero byte cuts the key or value it stands in.
   virtual void GetMediaInfoAsString(const qelCString& text);
 
   // Completes the item before it is published. An empty title becomes the file's name without its

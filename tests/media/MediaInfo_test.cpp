@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <map>
 #include <memory>
 #include <random>
@@ -404,13 +405,34 @@ TEST(MediaInfoGetFloat, NarrowsALargeNumberToInfinity) {
   EXPECT_EQ(info.GetFloat("x", 7), -INFINITY);
 }
 
+TEST(MediaInfoGetFloat, RoundsToTheNearestFloatAtTheLargestOne) {
+  const float kLargest = std::numeric_limits<float>::max(); // 3.40282346638528859...e38
+  const struct {
+    const char* text;
+    float expected;
+  } rows[] = {
+      {"340282346638528859811704183484516925440", kLargest},
+      {"3.4028235e38", kLargest}, // a little above it
+      {"-3.4028235e38", -kLargest},
+      {"3.40282356e38", kLargest},
+      {"3.40282358e38", INFINITY}, // more than half a step above
+      {"-3.40282358e38", -INFINITY},
+      {"1e39", INFINITY},
+  };
+  qelMediaInfo info;
+  for (const auto& row : rows) {
+    info.Set("x", row.text, true);
+    EXPECT_EQ(info.GetFloat("x", 7), row.expected) << row.text;
+  }
+}
+
 TEST(MediaInfoGetUInt64, ReadsTheDigitsAtTheFront) {
   const struct {
     const char* text;
     uint64_t expected;
   } rows[] = {
       {"12", 12},
-      {"12a", 12}, // INTENDED: unlike the narrower getters it ignores what follows the digits
+      {"12a", 12},
       {"18446744073709551615", 18446744073709551615u},
       {"18446744073709551616", 7},
       {"", 7},
@@ -597,6 +619,13 @@ TEST(MediaInfoGetMediaInfoAsString, SkipsALineWithAnEmptyKey) {
 TEST(MediaInfoGetMediaInfoAsString, UnescapesPairsBehindTheFirstEqualsSign) {
   EXPECT_EQ(ReadByLines("x=a=b"), (Entries{{"x", "a=b"}}));
   EXPECT_EQ(ReadByLines("x====\ny===="), (Entries{{"x", "=="}, {"y", "=="}}));
+}
+
+TEST(MediaInfoGetMediaInfoAsString, ReadsOnBehindAZeroByte) {
+  qelMediaInfo info;
+  const char text[] = "a=1\0x\nb=2\nc\0y=3";
+  info.GetMediaInfoAsString(qelCString(text, sizeof text - 1));
+  EXPECT_EQ(All(info), (Entries{{"a", "1"}, {"b", "2"}, {"c", "3"}}));
 }
 
 TEST(MediaInfoGetMediaInfoAsString, RefusesAKeyWhoseHashIsThatOfAnother) {
