@@ -131,7 +131,7 @@ bool ReadWAVHeader(ByteSource& source, MediaFacts* facts) {
       dataLength = std::min<uint64_t>(length, size > offset ? size - offset : 0);
       hasData = true;
     }
-    offset += length + (length & 1u);
+    offset += uint64_t{length} + (length & 1u);
   }
   if (!hasData || bytesPerSecond == 0 || found.channels == 0)
     return false;

@@ -147,6 +147,11 @@ TEST(ReadWAVHeader, CountsTheBytesThatAreThereWhenTheFileClaimsMore) {
             "1 8000 16 1000");
 }
 
+TEST(ReadWAVHeader, FindsNoFormInsideOfDataThatClaimsTheGreatestLength) {
+  EXPECT_EQ(Sound(MakeRIFF("data" + LittleBytes(0xFFFFFFFF, 4) + MakeWAVFormat(1, 8000, 16))),
+            "no");
+}
+
 TEST(ReadWAVHeader, GivesNoDurationForEmptyData) {
   EXPECT_EQ(Sound(MakeWAV(1, 8000, 16, 0)), "1 8000 16 0");
 }
