@@ -151,6 +151,35 @@ TEST(FindCriteriaFault, AgreesWithTheParserOnRandomTexts) {
   EXPECT_GT(valid, 10000);
 }
 
+// The program's README promises these readings.
+TEST(CriteriaParser, BindsAndTighterThanOrButBesideGroups) {
+  const struct {
+    const char* criteria; // "T" is a test that holds, "F" one that does not
+    bool expected;
+  } rows[] = {
+      {"F and F or T", true},          {"T or F and F", true},    {"T or (F and F)", true},
+      {"F and (F) or T", true},        {"T or F and (F)", false}, // (T or F) and (F)
+      {"(F and F or T)", true},                                   // (F and F) or T
+      {"(F and F or T) or F", false},                             // (F and (F or T)) or F
+      {"((F and F) or T) or F", true},
+  };
+  qelMediaInfo item;
+  item.title = "T";
+  for (const auto& row : rows) {
+    std::string criteria;
+    for (const char* c = row.criteria; *c != '\0'; ++c)
+      criteria +=
+          *c == 'T' || *c == 'F' ? std::string("dc:title = \"") + *c + '"' : std::string(1, *c);
+    EXPECT_EQ(Matches(item, criteria.c_str()), row.expected) << row.criteria;
+  }
+}
+
+TEST(CriteriaParser, TakesEscapesInValues) {
+  qelMediaInfo item;
+  item.title = "a \"b\" \\ c";
+  EXPECT_TRUE(Matches(item, "dc:title = \"a \\\"b\\\" \\\\ c\""));
+}
+
 TEST(FormatCriteriaFault, PutsACaretBelowThePlace) {
   EXPECT_EQ(Format("dc:title exists maybe"), "at character 17: true or false is missing here\n"
                                              "  dc:title exists maybe\n"
@@ -269,6 +298,8 @@ TEST(ItemEvaluator, ComparesDates) {
   EXPECT_TRUE(Matches(item, "dc:date = \"2015-06-15T12:00:00\""));
   EXPECT_FALSE(Matches(item, "dc:date = \"2015-06-15\""));
   EXPECT_TRUE(Matches(item, "dc:date contains \"2015-06-15T12\""));
+  for (const char* value : {"2014", "then", ""})
+    EXPECT_FALSE(Matches(item, ("dc:date > \"" + std::string(value) + "\"").c_str())) << value;
 }
 
 TEST(ItemEvaluator, MakesTextOfPictureSizeAndDuration) {
