@@ -89,13 +89,23 @@ QEL_TOOLSLOG_API int qelToolsLog_SetModules(const char* modules);
 // Turns the sink on standard error on (non-zero, the state at start) or off (0).
 QEL_TOOLSLOG_API void qelToolsLog_SetStandardError(int on);
 
-// Adds a rotating file as a sink: `path` is the file in use, older ones get ".1" to ".<maxFiles>"
-// ahead of their extension; a file is closed before it would pass maxBytes. A null path removes the file
-// sink. Returns 0, or 1 if the file can't be opened (there is no file sink then).
+// Makes a rotating file the file sink, in place of one set before; a null path removes it.
+//
+//   path        the file in use; an existing one is continued, missing folders are made.
+//               Windows: in the system's code page
+//   maxBytes    a line that would take the file beyond this size goes to a new file, so that only a
+//               single longer line ever passes it
+//   maxFiles    how many older files are kept, 0 to 200000. Their number goes ahead of the
+//               extension, 1 for the youngest: "app.log", then "app.1.log", "app.2.log"; without an
+//               extension "app", then "app.1", "app.2"
+//
+// Returns 0, or 1 if the file can't be opened, maxBytes is 0 or maxFiles is too large; there is no
+// file sink then.
 QEL_TOOLSLOG_API int qelToolsLog_SetFile(const char* path, size_t maxBytes, size_t maxFiles);
 
 // Sets the callback sink; null removes it. The callback runs in the thread that
-// ends the line, one call at a time, and must not write log lines itself (they are dropped).
+// ends the line, one call at a time. Log lines that it writes itself are dropped. It must not call
+// a function that sets up a sink or the filter: they wait for the line to be done.
 QEL_TOOLSLOG_API void qelToolsLog_SetCallback(qelToolsLogCallback callback, void* context);
 
 // Writes what is buffered in the sinks.

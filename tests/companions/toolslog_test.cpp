@@ -10,7 +10,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/LogCapture.h"
+#include <qel/multiplatform/qelPlatform.h>
+
+#include <tests/support/LogCapture.h>
+#include <tests/support/RunProgram.h>
+#include <tests/support/TempDir.h>
 
 namespace {
 
@@ -131,8 +135,96 @@ TEST(ToolsLog, FileSinkRotatesAndKeepsEveryLine) {
   std::remove(older.c_str());
 }
 
+// Writes lines until a sink of three files has dropped the oldest, and gives what the files hold.
+std::vector<std::string> RotateThreeFiles(const std::vector<std::string>& names) {
+  const TempDir directory;
+  LogCapture capture;
+  EXPECT_EQ(qelToolsLog_SetFile(directory.Path(names[0]).c_str(), /*maxBytes=*/1, /*maxFiles=*/2),
+            0);
+  for (const char* text : {"first\n", "second\n", "third\n", "fourth\n"})
+    WriteLine(1, 0, text);
+  qelToolsLog_SetFile(nullptr, 0, 0);
+  std::vector<std::string> contents;
+  for (const std::string& name : names) {
+    const std::string whole = ReadWhole(directory.Path(name));
+    const size_t at = whole.find("site:7 ");
+    contents.push_back(at != std::string::npos ? whole.substr(at + 7, 5) : whole);
+  }
+  return contents;
+}
+
+TEST(ToolsLog, OlderFilesAreNumberedAheadOfTheExtensionTheYoungestFirst) {
+  const auto shown = testing::ElementsAre("fourt", "third", "secon", "");
+  EXPECT_THAT(RotateThreeFiles({"app.log", "app.1.log", "app.2.log", "app.3.log"}), shown);
+  EXPECT_THAT(RotateThreeFiles({"app", "app.1", "app.2", "app.3"}), shown);
+}
+
+TEST(ToolsLog, FileSinkContinuesAnExistingFile) {
+  const TempDir directory;
+  const std::string path = directory.Path("app.log");
+  LogCapture capture;
+  for (const char* text : {"first\n", "second\n"}) {
+    ASSERT_EQ(qelToolsLog_SetFile(path.c_str(), /*maxBytes=*/10000, /*maxFiles=*/1), 0);
+    WriteLine(1, 0, text);
+    ASSERT_EQ(qelToolsLog_SetFile(nullptr, 0, 0), 0);
+  }
+  EXPECT_THAT(ReadWhole(path), testing::AllOf(testing::HasSubstr("site:7 first"),
+                                              testing::HasSubstr("site:7 second")));
+}
+
 TEST(ToolsLog, FileThatCantBeOpenedIsReported) {
   EXPECT_EQ(qelToolsLog_SetFile(testing::TempDir().c_str(), 400, 1), 1);
+}
+
+TEST(ToolsLog, FileWithoutRoomOrWithTooManyOlderOnesIsRefused) {
+  const TempDir directory;
+  const std::string path = directory.Path("app.log");
+  EXPECT_EQ(qelToolsLog_SetFile(path.c_str(), /*maxBytes=*/0, 1), 1);
+  EXPECT_EQ(qelToolsLog_SetFile(path.c_str(), 400, /*maxFiles=*/200001), 1);
+}
+
+// Run in a program of its own by the tests behind it.
+TEST(ToolsLogEnvironment, DISABLED_Child) {
+  WriteLine(1, 42, "error\n");
+  WriteLine(4, 42, "trace\n");
+  WriteLine(1, 43, "other\n");
+}
+
+// What a program shows on standard error that is started with these variables.
+std::string ShownWith(const char* level, const char* modules) {
+  qelPlatform_SetEnvironment("QEL_LOG_LEVEL", level);
+  qelPlatform_SetEnvironment("QEL_LOG_MODULES", modules);
+  const ProgramResult result =
+      RunProgram(testing::internal::GetArgvs()[0],
+                 {"--gtest_also_run_disabled_tests", "--gtest_filter=*DISABLED_Child"});
+  EXPECT_EQ(result.status, 0);
+  qelPlatform_SetEnvironment("QEL_LOG_LEVEL", "");
+  qelPlatform_SetEnvironment("QEL_LOG_MODULES", "");
+  return result.err;
+}
+
+TEST(ToolsLogEnvironment, SetsLevelAndModulesWhenTheLibraryIsLoaded) {
+  static const struct {
+    const char *level, *modules;
+    bool error, trace, other;
+  } kRows[] = {
+      {"", "", true, false, true},      {"5", "", true, true, true},
+      {"1", "", false, false, false},   {"5", "42", true, true, false},
+      {"2", "-42", false, false, true}, {"5x", "", true, false, true},
+      {"65536", "", true, false, true},
+  };
+  for (const auto& row : kRows) {
+    const std::string shown = ShownWith(row.level, row.modules);
+    EXPECT_EQ(row.error, shown.find("L1 M42 site:7 error\n") != std::string::npos) << shown;
+    EXPECT_EQ(row.trace, shown.find("L4 M42 site:7 trace\n") != std::string::npos) << shown;
+    EXPECT_EQ(row.other, shown.find("L1 M43 site:7 other\n") != std::string::npos) << shown;
+  }
+}
+
+TEST(ToolsLogEnvironment, AFaultyListOfModulesIsReportedAndAllLog) {
+  const std::string shown = ShownWith("", "5,");
+  EXPECT_THAT(shown, testing::HasSubstr("qelixToolsLog: QEL_LOG_MODULES is not a list"));
+  EXPECT_THAT(shown, testing::HasSubstr("L1 M43 site:7 other\n"));
 }
 
 TEST(ToolsLog, LinesOfTwoThreadsAreNeverMixed) {
