@@ -1,5 +1,6 @@
 #include <qel/multiplatform/qelPlatform.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -19,6 +20,7 @@
 #include <qel/core/qelFatalError.h>
 #include <qel/core/qelMem.h>
 
+#include <tests/support/LogCapture.h>
 #include <tests/support/TempDir.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -64,6 +66,29 @@ TEST(FatalErrorPipe, ItsTextIsNotLost) {
   EXPECT_EQ("qelFatalError\nqelFatalError: os:mutex\n", ended.output);
   ASSERT_TRUE(WIFEXITED(ended.status));
   EXPECT_EQ(255, WEXITSTATUS(ended.status));
+}
+
+// Lets the system refuse to store a variable.
+static bool g_refuseVariables = false;
+extern "C" int __real_setenv(const char* name, const char* value, int overwrite);
+extern "C" int __wrap_setenv(const char* name, const char* value, int overwrite) {
+  if (!g_refuseVariables)
+    return __real_setenv(name, value, overwrite);
+  errno = ENOMEM;
+  return -1;
+}
+
+TEST(FatalErrorCallback, ThatCantBeStoredIsLogged) {
+  LogCapture log;
+  g_refuseVariables = true;
+  qelFatalError_SetCallback([](const char*) {});
+  g_refuseVariables = false;
+  ASSERT_EQ(1u, log.Lines().size());
+  EXPECT_EQ(1u, log.Lines()[0].level);
+  EXPECT_EQ(0u, log.Lines()[0].module);
+  EXPECT_EQ("qelFatalError: Cannot store callback address (fatal error callback will not be "
+            "called)\n",
+            log.Lines()[0].text);
 }
 
 // Takes away all memory that the process does not have yet.
