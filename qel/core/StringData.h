@@ -19,8 +19,10 @@
 // thread; only the static empty block needs no care.
 //===----------------------------------------------------------------------===//
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <type_traits>
 
 #include <qel/core/Types.h>
 
@@ -62,25 +64,34 @@ struct qelStringData : qelStringHeader_t {
   }
 };
 
-// Declares the comparisons of contents for one string class: with a string or with a terminated
-// text (null counts as empty) on either side. They are written for a plain pointer to `Char` as
-// well, since the built-in comparison of addresses, which a string reaches through its conversion
-// to `Char*`, would be as good a match otherwise.
+// Whether a value compares with a `String` as a text: a pointer or an array, or an object that
+// converts to a pointer as they do, but no string and no null pointer literal.
+template <class String, class Char, class Text>
+using qelIfComparesAsText =
+    std::enable_if_t<std::is_convertible_v<const Text&, const Char*> &&
+                     !std::is_same_v<Text, std::nullptr_t> && !std::is_base_of_v<String, Text>>;
+
+// Declares the comparisons of contents for one string class: with a string, with a terminated text
+// (a null one counts as empty) or with nullptr or 0 on either side. The form for texts is a template
+// so that it fits any of them better than the built-in comparison of addresses, which a string
+// reaches through its conversion to `Char*`.
 #define QEL_STRING_COMPARISON(String, Char, op)                                                    \
   inline bool operator op(const String& a, const String& b) {                                      \
     return a.Compare(b) op 0;                                                                      \
   }                                                                                                \
-  inline bool operator op(const String& a, const Char* b) {                                        \
-    return a.Compare(b) op 0;                                                                      \
+  template <class Text, class = qelIfComparesAsText<String, Char, Text>>                           \
+  inline bool operator op(const String& a, const Text& b) {                                        \
+    return a.Compare(static_cast<const Char*>(b)) op 0;                                            \
   }                                                                                                \
-  inline bool operator op(const String& a, Char* b) {                                              \
-    return a.Compare(b) op 0;                                                                      \
+  template <class Text, class = qelIfComparesAsText<String, Char, Text>>                           \
+  inline bool operator op(const Text& a, const String& b) {                                        \
+    return 0 op b.Compare(static_cast<const Char*>(a));                                            \
   }                                                                                                \
-  inline bool operator op(const Char* a, const String& b) {                                        \
-    return 0 op b.Compare(a);                                                                      \
+  inline bool operator op(const String& a, std::nullptr_t) {                                       \
+    return a.Compare(static_cast<const Char*>(nullptr)) op 0;                                      \
   }                                                                                                \
-  inline bool operator op(Char* a, const String& b) {                                              \
-    return 0 op b.Compare(a);                                                                      \
+  inline bool operator op(std::nullptr_t, const String& b) {                                       \
+    return 0 op b.Compare(static_cast<const Char*>(nullptr));                                      \
   }
 
 #define QEL_STRING_COMPARISONS(String, Char)                                                       \

@@ -15,6 +15,7 @@ typedef qelCString Text;
 typedef char Char;
 typedef qelCStringData Data;
 typedef qelCStringBuffer TextBuffer;
+typedef qelCharBuffer TextOwner;
 #define TXT(literal) literal
 #define kEmpty qelEmptyCString
 #define STRING_TEST(suite, name) TEST(CString##suite, name)

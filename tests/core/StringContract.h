@@ -3,6 +3,7 @@
 //   Text, Char, Data    the class, its unit and its header
 //   TXT(literal)        a literal of the unit
 //   TextBuffer          the scope object that lends a block
+//   TextOwner           the owning result of a conversion to this unit
 //   kEmpty              the variable that points at the static empty block
 //   STRING_TEST(s, n)   a test of the suite s of this class
 //===----------------------------------------------------------------------===//
@@ -510,6 +511,12 @@ STRING_TEST(Reading, ContainsLooksForATextButNotForAnEmptyOne) {
   EXPECT_FALSE(Text().Contains(TXT("")));
 }
 
+STRING_TEST(Reading, AStringWithAZeroUnitContainsAnEmptyText) {
+  const Text a = WithZero(ZTXT("a\0b"));
+  EXPECT_TRUE(a.Contains(TXT("")));
+  EXPECT_TRUE(a.Contains(Text()));
+}
+
 static int Sign(int value) {
   return (value > 0) - (value < 0);
 }
@@ -569,6 +576,60 @@ STRING_TEST(Compare, OperatorsTakeATextOnEitherSide) {
   EXPECT_TRUE(TXT("abc") >= a);
   EXPECT_TRUE(Text() == none);
   EXPECT_TRUE(none != a);
+  EXPECT_TRUE(none < a);
+}
+
+STRING_TEST(Compare, NullptrAndZeroAreNoText) {
+  const Text a(TXT("abc")), empty;
+  EXPECT_TRUE(empty == nullptr);
+  EXPECT_TRUE(nullptr == empty);
+  EXPECT_TRUE(a != nullptr);
+  EXPECT_TRUE(nullptr < a);
+  EXPECT_TRUE(a >= nullptr);
+  EXPECT_TRUE(empty == 0);
+  EXPECT_TRUE(0 == empty);
+  EXPECT_TRUE(a != 0);
+  EXPECT_TRUE(0 != a);
+  EXPECT_FALSE(a == NULL);
+}
+
+STRING_TEST(Compare, OperatorsTakeAUnit) {
+  const Text a(TXT("a")), b(TXT("ab"));
+  EXPECT_TRUE(a == TXT('a'));
+  EXPECT_TRUE(TXT('a') == a);
+  EXPECT_TRUE(b != TXT('a'));
+  EXPECT_TRUE(TXT('a') < b);
+}
+
+STRING_TEST(Compare, OperatorsTakeWhatConvertsToAString) {
+  struct Named {
+    const Char* text;
+    operator const Char*() const { return text; }
+  };
+  struct Derived : Text {
+    using Text::Text;
+  };
+  const Text a(TXT("abc"));
+  const Named named = {TXT("abc")};
+  EXPECT_TRUE(a == named);
+  EXPECT_TRUE(named == a);
+  const Derived derived(TXT("abc")), same(TXT("abc"));
+  EXPECT_TRUE(derived == same);
+  EXPECT_TRUE(derived == a);
+  EXPECT_TRUE(a == derived);
+  EXPECT_TRUE(derived == TXT("abc"));
+  EXPECT_TRUE(TXT("abd") > derived);
+}
+
+STRING_TEST(Compare, OperatorsLeaveABufferItsText) {
+  const TextOwner owner(TXT("abc"), /*copy=*/true);
+  const Text a(TXT("abc"));
+  EXPECT_TRUE(a == owner);
+  EXPECT_TRUE(owner == a);
+  EXPECT_FALSE(owner != a);
+  ASSERT_NE(nullptr, owner.data());
+  const TextOwner none(nullptr, /*copy=*/true);
+  EXPECT_TRUE(Text() == none);
   EXPECT_TRUE(none < a);
 }
 

@@ -16,6 +16,7 @@ typedef qelString Text;
 typedef qelWChar Char;
 typedef qelStringData Data;
 typedef qelStringBuffer TextBuffer;
+typedef qelWCharBuffer TextOwner;
 #define TXT(literal) QEL_W(literal)
 #define kEmpty qelEmptyString
 #define STRING_TEST(suite, name) TEST(String##suite, name)
