@@ -15,6 +15,19 @@ static void Expect(bool holds, const char* what) {
   ++g_failures;
 }
 
+// What the library exports is there before a client's own globals are made.
+static const qelCString g_text;
+static const qelString g_wide;
+static const size_t* const g_npos = &qelCString::npos;
+static const size_t& g_wideNpos = qelString::npos;
+
+static void UseConstants() {
+  Expect(g_text.c_str() == qelEmptyCString && g_text == "", "the empty text");
+  Expect(g_wide.c_str() == qelEmptyString && g_wide == QEL_W(""), "the empty wide text");
+  Expect(*g_npos == ~size_t(0) && g_wideNpos == ~size_t(0), "npos is an object");
+  Expect(qelCString("abc").Find("x") == *g_npos, "npos is one value");
+}
+
 // Pointers to these stand for arrays; nobody reads through them.
 static char g_places[2];
 
@@ -90,6 +103,7 @@ static void UseSerializers() {
 }
 
 int main() {
+  UseConstants();
   UseHashMap();
   UseSerializers();
   return g_failures;
