@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 set(qel_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qel)
 
-install(TARGETS qel_shared qel_static qel_toolslog EXPORT qelTargets
+install(TARGETS qel_shared qel_static qel_toolslog qel_plugins EXPORT qelTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -14,6 +14,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/qel DESTINATION ${CMAKE_INSTALL_INCLUDED
   FILES_MATCHING PATTERN "*.h" PATTERN win32 EXCLUDE PATTERN posix EXCLUDE)
 install(FILES ${PROJECT_SOURCE_DIR}/companions/toolslog/qelixToolsLog.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/companions/toolslog)
+install(FILES ${PROJECT_SOURCE_DIR}/companions/plugins/qelixPlugins.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/companions/plugins)
 
 configure_package_config_file(cmake/qelConfig.cmake.in ${PROJECT_BINARY_DIR}/qelConfig.cmake
   INSTALL_DESTINATION ${qel_cmake_dir})
