@@ -1,13 +1,18 @@
 #ifndef QEL_SERIALIZE_JSONFORMATTER_H
 #define QEL_SERIALIZE_JSONFORMATTER_H
 //===----------------------------------------------------------------------===//
-// Writes events as JSON text, compact or for human readers.
+// Writes events as JSON text, compact or for human readers, and reads JSON text
+// back into events.
 //
-// The text is JSON but for the ends of maps: each map closes with a comma behind
-// its last member, and an empty one is {,}. The order of events is not checked.
+// What is written is JSON but for the ends of maps: each map closes with a comma
+// behind its last member, and an empty one is {,}. The order of events is not
+// checked. Parse takes more than JSON: comments, strings in single quotes, words
+// in any case, commas behind the last member or item. It takes no form feed (\f),
+// no upper-case digit in \u, no upper-case E, and no map of a comma alone.
 //
-// ERRORS: every event returns 0. A null text counts as the empty one.
-// THREADS: one at a time.
+// ERRORS: every event returns 0; Parse returns a code. A null text counts as the
+// empty one.
+// THREADS: one at a time. Parse is static and holds nothing between calls.
 //===----------------------------------------------------------------------===//
 
 #include <cstddef>
@@ -49,6 +54,35 @@ public:
   int S64(long long value) override;
   int Float(double value) override; // with "." and six digits in every locale
   int Null() override;
+
+  // Replays text as events on target, in one pass and without a tree. What `target` returns is not
+  // looked at. Parsing ends at the first thing behind the value that is neither blank nor comment,
+  // whatever it is. A word or number at the top ends only at a byte behind it: "12" is incomplete,
+  // "12 " is not.
+  //
+  // The target gets MapBegin, MapKey(key, true), MapEnd, ArrayBegin, ArrayEnd, String(text, false),
+  // Boolean, S32, Float and Null; no separators. A whole number is read in 64 bits, with the nearest
+  // bound for one beyond them, and its low 32 bits are delivered. A fraction has "." in every
+  // locale. Each \u is a character of its own, halves of pairs too; \u0000 ends a text for those
+  // who read it up to the terminator.
+  //
+  // Returns 0, or what is wrong; the events up to there have been delivered, and nothing closes
+  // what was opened:
+  //    1  the text ends before the value is complete
+  //    2  too deep: 20 containers nest, and the innermost of 20 has to be empty
+  //    4  no value begins like this
+  //    5  begins like null and is not
+  //    6  begins like true or false and is not
+  //    7  a number that can't be converted
+  //    8  neither "," nor "]" behind an item
+  //    9  no quote where a key has to begin
+  //   10  no ":" behind a key
+  //   11  neither "," nor "}" behind a member
+  //   12  a bad escape sequence
+  //   13  a "/" that begins no comment
+  // The last two arguments are for the place of the fault; neither is written so far.
+  static int Parse(const char* text, qelISerialize& target, int& errorLine, int& errorColumn);
+  static int Parse(const char* text, qelISerialize& target);
 
 protected:
   // Appends the text with its escapes to `out`. True if anything needed one. Bytes from 0x7F up are

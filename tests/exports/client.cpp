@@ -100,6 +100,9 @@ static void UseSerializers() {
 
   Identifiers identifiers;
   Expect(identifiers.Identifier("name") == 3 && identifiers.last == "name", "Identifier");
+
+  Expect(qelJSONFormatter::Parse("['read']", identifiers) == 0 && identifiers.last == "read",
+         "Parse");
 }
 
 int main() {
