@@ -5,44 +5,29 @@
 
 #include <qel/core/Log.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <new>
 
-#include <pthread.h>
+#include <semaphore.h>
 #include <time.h>
 
-// The system's own semaphore knows neither this maximum nor, everywhere, the monotonic clock.
+// The system's semaphore has no maximum to set, so the count is kept beside it. A count under a mutex
+// with a condition variable would need no second one, but condition variables of glibc below 2.41
+// can lose a wake-up when several threads wait, and a wait without limit would then never end.
 struct qelOSSemaphore {
-  pthread_mutex_t lock;  // guards count
-  pthread_cond_t raised; // on it waiters sleep; its clock is the monotonic one
-  int count;             // 0 to qelOSSemaphoreMaxCount
+  sem_t posts;            // what waits take
+  std::atomic<int> count; // raised ahead of a post and lowered behind a wait; at most the maximum
 };
-
-// Prepares the condition variable. Returns 0 or the system's error number.
-static int InitRaised(pthread_cond_t* raised) {
-  pthread_condattr_t attributes;
-  int error = ::pthread_condattr_init(&attributes);
-  if (error != 0)
-    return error;
-  error = ::pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-  if (error == 0)
-    error = ::pthread_cond_init(raised, &attributes);
-  ::pthread_condattr_destroy(&attributes);
-  return error;
-}
 
 // Prepares the record's fields. Returns 0 or the system's error number; then nothing is held.
 static int Create(qelOSSemaphore* semaphore, int count) {
   if (count < 0 || count > qelOSSemaphoreMaxCount)
     return EINVAL;
-  semaphore->count = count;
-  int error = ::pthread_mutex_init(&semaphore->lock, nullptr);
-  if (error != 0)
-    return error;
-  error = InitRaised(&semaphore->raised);
-  if (error != 0)
-    ::pthread_mutex_destroy(&semaphore->lock);
-  return error;
+  semaphore->count.store(count, std::memory_order_relaxed);
+  return ::sem_init(&semaphore->posts, /*pshared=*/0, static_cast<unsigned>(count)) == 0 ? 0
+                                                                                         : errno;
 }
 
 // The moment that lies ms milliseconds ahead.
@@ -58,27 +43,38 @@ static timespec Deadline(qelULong ms) {
   return moment;
 }
 
-// Sleeps, with the lock held, until the count is above 0, at most ms milliseconds. Returns 0,
-// ETIMEDOUT or another error number of the system.
-static int Sleep(qelOSSemaphore* semaphore, qelULong ms) {
-  if (semaphore->count > 0)
+// Takes a post, waiting for it at most ms milliseconds. Returns 0, ETIMEDOUT or another error number
+// of the system.
+static int TakePost(sem_t* posts, qelULong ms) {
+  if (::sem_trywait(posts) == 0)
     return 0;
   if (ms == 0)
-    return ETIMEDOUT;
+    return errno == EAGAIN ? ETIMEDOUT : errno;
   const bool limited = ms != qelOSWaitForever;
   const timespec deadline = limited ? Deadline(ms) : timespec();
-  int error = 0;
-  while (semaphore->count == 0 && error == 0)
-    error = limited ? ::pthread_cond_timedwait(&semaphore->raised, &semaphore->lock, &deadline)
-                    : ::pthread_cond_wait(&semaphore->raised, &semaphore->lock);
-  // A post that meets the end of the time counts: its wake-up went to nobody else.
-  return semaphore->count > 0 ? 0 : error;
+  int result = 0;
+  do
+    result = limited ? ::sem_clockwait(posts, CLOCK_MONOTONIC, &deadline) : ::sem_wait(posts);
+  while (result != 0 && errno == EINTR);
+  return result == 0 ? 0 : errno;
+}
+
+// Reserves a place for one more post. False at the maximum.
+static bool ReservePost(qelOSSemaphore* semaphore) {
+  int count = semaphore->count.load(std::memory_order_relaxed);
+  do {
+    if (count >= qelOSSemaphoreMaxCount)
+      return false;
+  } while (!semaphore->count.compare_exchange_weak(count, count + 1, std::memory_order_acq_rel,
+                                                   std::memory_order_relaxed));
+  return true;
 }
 
 // Life -------------------------------------------------------------------------
 
 qelOSSemaphore* qelOSSemaphore_New(int count) {
-  qelOSSemaphore* semaphore = static_cast<qelOSSemaphore*>(malloc(sizeof(qelOSSemaphore)));
+  void* block = malloc(sizeof(qelOSSemaphore));
+  qelOSSemaphore* semaphore = block != nullptr ? new (block) qelOSSemaphore : nullptr;
   if (semaphore == nullptr) {
     QEL_LOG(1, "qelOSSemaphore: Cannot allocate memory for a semaphore\n");
     return nullptr;
@@ -95,26 +91,24 @@ qelOSSemaphore* qelOSSemaphore_New(int count) {
 void qelOSSemaphore_Delete(qelOSSemaphore* semaphore) {
   if (semaphore == nullptr)
     return;
-  ::pthread_cond_destroy(&semaphore->raised);
-  const int error = ::pthread_mutex_destroy(&semaphore->lock);
-  if (error != 0)
+  if (::sem_destroy(&semaphore->posts) != 0) {
+    const int error = errno;
     QEL_LOG(1, "qelOSSemaphore: CloseHandle failed (error = %ld)\n", static_cast<long>(error));
+  }
   free(semaphore);
 }
 
 // Counting ---------------------------------------------------------------------
 
 int qelOSSemaphore_Post(qelOSSemaphore* semaphore) {
-  ::pthread_mutex_lock(&semaphore->lock);
-  const int error = semaphore->count < qelOSSemaphoreMaxCount ? 0 : EOVERFLOW;
-  if (error == 0) {
-    semaphore->count += 1;
-    // Inside the lock, so that a waiter that was woken may delete the semaphore.
-    ::pthread_cond_signal(&semaphore->raised);
+  int error = EOVERFLOW;
+  if (ReservePost(semaphore)) {
+    // The last that is done with the record, for a waiter that is woken may delete it.
+    if (::sem_post(&semaphore->posts) == 0)
+      return 0;
+    error = errno;
+    semaphore->count.fetch_sub(1, std::memory_order_relaxed);
   }
-  ::pthread_mutex_unlock(&semaphore->lock);
-  if (error == 0)
-    return 0;
   QEL_LOG(1, "qelOSSemaphore: ReleaseSemaphore failed (error = %ld)\n", static_cast<long>(error));
   return 2;
 }
@@ -124,13 +118,11 @@ int qelOSSemaphore_Wait(qelOSSemaphore* semaphore) {
 }
 
 int qelOSSemaphore_WaitTimeout(qelOSSemaphore* semaphore, qelULong ms) {
-  ::pthread_mutex_lock(&semaphore->lock);
-  const int error = Sleep(semaphore, ms);
-  if (error == 0)
-    semaphore->count -= 1;
-  ::pthread_mutex_unlock(&semaphore->lock);
-  if (error == 0)
+  const int error = TakePost(&semaphore->posts, ms);
+  if (error == 0) {
+    semaphore->count.fetch_sub(1, std::memory_order_acq_rel);
     return 0;
+  }
   if (error == ETIMEDOUT)
     return 1;
   QEL_LOG(1, "qelOSSemaphore: WaitForSingleObject(%lu) returned %ld (error = %ld)\n",
