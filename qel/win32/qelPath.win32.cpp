@@ -137,6 +137,17 @@ static int KindOfDriveType(UINT type) {
   }
 }
 
+// Whether a drive has a volume; one without a medium has none. The system would ask the user to put
+// one in.
+static bool HasVolume(const char* root) {
+  DWORD mode = 0;
+  ::SetThreadErrorMode(::GetThreadErrorMode() | SEM_FAILCRITICALERRORS, &mode);
+  const BOOL found =
+      ::GetVolumeInformationA(root, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0);
+  ::SetThreadErrorMode(mode, nullptr);
+  return found != FALSE;
+}
+
 int qelPath_GetDriveKind(const char* text) {
   char* path = qelPath_Normalize(text, /*stripTrailing=*/1, qelPathFlagNative, /*anchor=*/nullptr);
   if (path == nullptr || path[0] == '\0' || !qelPath_IsAbsolute(path)) {
@@ -145,8 +156,5 @@ int qelPath_GetDriveKind(const char* text) {
   }
   const char root[] = {path[0], ':', '\\', '\0'};
   free(path);
-  // Fails for a drive without a medium.
-  if (!::GetVolumeInformationA(root, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0))
-    return qelPathDriveUnknown;
-  return KindOfDriveType(::GetDriveTypeA(root));
+  return HasVolume(root) ? KindOfDriveType(::GetDriveTypeA(root)) : qelPathDriveUnknown;
 }
