@@ -39,6 +39,7 @@ struct Script {
   size_t failing = 0;                   // which creation fails, from 1; 0 for none
   size_t created = 0;                   // creations so far
   int alive = 0;                        // objects not yet deleted
+  int lockResult = 0;                   // of every lock and unlock
 };
 
 Script script;
@@ -84,13 +85,13 @@ void qelOSMutex_Delete(qelOSMutex* mutex) {
 int qelOSMutex_Lock(qelOSMutex* mutex) {
   mutex->holds += 1;
   script.calls.push_back("lock " + mutex->name);
-  return 0;
+  return script.lockResult;
 }
 
 int qelOSMutex_Unlock(qelOSMutex* mutex) {
   mutex->holds -= 1;
   script.calls.push_back("unlock " + mutex->name);
-  return 0;
+  return script.lockResult;
 }
 
 int qelOSMutex_IsOwner(const qelOSMutex* mutex) {
@@ -416,6 +417,29 @@ TEST_F(QelConditionExtSteps, OfTheEndDeleteAnOwnedMutexOnly) {
   EXPECT_EQ(script.alive, 1);
   { OpenConditionExt condition(new qelMutex, /*ownsMutex=*/true); }
   EXPECT_EQ(script.alive, 1);
+}
+
+using QelMutexLockCount = Steps;
+
+class OpenMutex : public qelMutex {
+public:
+  using qelMutex::m_lockCount;
+};
+
+TEST_F(QelMutexLockCount, FollowsWhatSucceedsOnly) {
+  OpenMutex mutex;
+  script.lockResult = 2;
+  EXPECT_EQ(mutex.Lock(), 2);
+  EXPECT_EQ(mutex.m_lockCount, 0);
+  script.lockResult = 0;
+  EXPECT_EQ(mutex.Lock(), 0);
+  EXPECT_EQ(mutex.m_lockCount, 1);
+  script.lockResult = 2;
+  EXPECT_EQ(mutex.Unlock(), 2);
+  EXPECT_EQ(mutex.m_lockCount, 1);
+  script.lockResult = 0;
+  EXPECT_EQ(mutex.Unlock(), 0);
+  EXPECT_EQ(mutex.m_lockCount, 0);
 }
 
 using QelConditionCreation = Steps;

@@ -1,12 +1,14 @@
 //===----------------------------------------------------------------------===//
 // What of the path layer only this system has. The program is linked so that the
-// library's readlink comes through here.
+// library's readlink and fopen come through here.
 //===----------------------------------------------------------------------===//
 
 #include <qel/multiplatform/qelPath.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -34,6 +36,23 @@ extern "C" ssize_t __wrap_readlink(const char* path, char* buffer, size_t size) 
   const size_t length = strnlen(programLink, size);
   memcpy(buffer, programLink, length);
   return static_cast<ssize_t>(length);
+}
+
+// The text files of the system as they shall be, by name, or null for the truth. What is missing
+// can't be opened.
+static const std::map<std::string, std::string>* systemFiles = nullptr;
+
+extern "C" FILE* __real_fopen(const char* name, const char* mode);
+extern "C" FILE* __wrap_fopen(const char* name, const char* mode) {
+  if (systemFiles == nullptr)
+    return __real_fopen(name, mode);
+  const auto found = systemFiles->find(name);
+  if (found == systemFiles->end()) {
+    errno = ENOENT;
+    return nullptr;
+  }
+  const std::string& text = found->second;
+  return fmemopen(const_cast<char*>(text.data()), text.size(), "r");
 }
 
 namespace {
@@ -300,6 +319,54 @@ TEST(QelPathGetDriveKind, FollowsLinksAndPlacesThatDoNotExist) {
   EXPECT_EQ(qelPath_GetDriveKind(dir.Path("link/x").c_str()), kind);
   ASSERT_EQ(symlink("/proc", dir.Path("proc").c_str()), 0);
   EXPECT_EQ(qelPath_GetDriveKind(dir.Path("proc/self").c_str()), qelPath_GetDriveKind("/proc"));
+}
+
+TEST(QelPathGetDriveKind, FollowsTheMountTableAndTheDevice) {
+  const std::string removable = "/sys/dev/block/8:17/removable";
+  const std::string aboveRemovable = "/sys/dev/block/8:17/../removable";
+  const struct {
+    std::string mount; // what stands behind the mount's numbers and place
+    std::map<std::string, std::string> files;
+    int kind;
+  } rows[] = {
+      {"nfs4 nas:/export", {}, qelPathDriveRemote},
+      {"cifs //srv/share", {{removable, "1\n"}}, qelPathDriveRemote},
+      {"tmpfs tmpfs", {}, qelPathDriveRemovable},
+      {"ext4 /dev/ram0", {}, qelPathDriveRemovable},
+      {"vfat none", {{removable, "1\n"}}, qelPathDriveRemovable},
+      {"vfat none", {{removable, "0\n"}}, qelPathDriveFixed},
+      {"vfat none", {{aboveRemovable, "1\n"}}, qelPathDriveRemovable},
+      {"vfat none", {{aboveRemovable, "0\n"}}, qelPathDriveFixed},
+      {"vfat none", {{removable, "0\n"}, {aboveRemovable, "1\n"}}, qelPathDriveFixed},
+      {"ext4 none", {}, qelPathDriveFixed},
+      {"overlay overlay", {}, qelPathDriveFixed},
+  };
+  for (const auto& row : rows) {
+    std::map<std::string, std::string> files = row.files;
+    files["/proc/self/mountinfo"] = "22 1 8:17 / / rw shared:1 - " + row.mount + " rw\n";
+    systemFiles = &files;
+    EXPECT_EQ(qelPath_GetDriveKind("/x"), row.kind) << row.mount;
+    systemFiles = nullptr;
+  }
+}
+
+TEST(QelPathGetDriveKind, TakesAnOpticalDriveForRemovable) {
+  const std::map<std::string, std::string> files = {
+      {"/proc/self/mountinfo", "22 1 11:0 / / ro - iso9660 none ro\n"}};
+  systemFiles = &files;
+  EXPECT_EQ(qelPath_GetDriveKind("/x"), qelPathDriveRemovable);
+  systemFiles = nullptr;
+}
+
+TEST(QelPathGetDriveKind, IsUnknownWithoutAMount) {
+  const std::map<std::string, std::string> noTable;
+  systemFiles = &noTable;
+  EXPECT_EQ(qelPath_GetDriveKind("/x"), qelPathDriveUnknown);
+  const std::map<std::string, std::string> noMount = {
+      {"/proc/self/mountinfo", "22 1 8:1 / /no/such/place rw - ext4 none rw\n"}};
+  systemFiles = &noMount;
+  EXPECT_EQ(qelPath_GetDriveKind("/x"), qelPathDriveUnknown);
+  systemFiles = nullptr;
 }
 
 TEST(QelPathGetDriveKind, KnowsTheRoot) {

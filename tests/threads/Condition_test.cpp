@@ -1,6 +1,7 @@
 #include <qel/threads/Condition.h>
 
 #include <atomic>
+#include <new>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -218,6 +219,23 @@ TEST(QelConditionExt, DeletesAMutexThatItOwns) {
   qelConditionExt condition(mutex, /*ownsMutex=*/true);
   qelMutexLocker locker(mutex);
   EXPECT_EQ(condition.WaitTimeout(0), 1);
+}
+
+// Only one of the two is destroyed: the copies lie in raw storage and no destructor of theirs runs.
+TEST(QelConditionCopy, SharesTheRecordsButNotTheFlag) {
+  OpenCondition source;
+  alignas(OpenCondition) unsigned char storage[sizeof(OpenCondition)];
+  OpenCondition* copy = new (storage) OpenCondition(source);
+  EXPECT_EQ(copy->m_condition, source.m_condition);
+  EXPECT_EQ(copy->Signal(), 0);
+  EXPECT_EQ(source.WaitTimeout(0), 1);
+  EXPECT_EQ(copy->WaitTimeout(0), 0);
+  qelMutex mutex;
+  OpenConditionExt sourceExt(&mutex, /*ownsMutex=*/false);
+  alignas(OpenConditionExt) unsigned char storageExt[sizeof(OpenConditionExt)];
+  EXPECT_EQ((new (storageExt) OpenConditionExt(sourceExt))->m_condition, sourceExt.m_condition);
+  EXPECT_TRUE(std::is_trivially_copy_assignable<qelCondition>::value);
+  EXPECT_TRUE(std::is_trivially_copy_assignable<qelConditionExt>::value);
 }
 
 TEST(QelConditionShape, HasNoVirtualOperation) {

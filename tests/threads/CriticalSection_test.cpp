@@ -1,5 +1,6 @@
 #include <qel/threads/CriticalSection.h>
 
+#include <new>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -35,6 +36,20 @@ TEST(QelCriticalSectionLocker, StaysInsideDuringItsLife) {
   for (std::thread& thread : threads)
     thread.join();
   EXPECT_EQ(counter, 20000);
+}
+
+// Only one of the two is destroyed: the copy lies in raw storage and its destructor never runs.
+TEST(QelCriticalSectionCopy, SharesTheSystemsLock) {
+  qelCriticalSection source;
+  alignas(qelCriticalSection) unsigned char storage[sizeof(qelCriticalSection)];
+  qelCriticalSection* copy = new (storage) qelCriticalSection(source);
+  EXPECT_EQ(source.Enter(), 0);
+  EXPECT_EQ(copy->Leave(), 0);
+  std::thread([&] {
+    EXPECT_EQ(source.Enter(), 0);
+    EXPECT_EQ(source.Leave(), 0);
+  }).join();
+  EXPECT_TRUE(std::is_trivially_copy_assignable<qelCriticalSection>::value);
 }
 
 TEST(QelCriticalSectionShape, HasNoVirtualOperation) {

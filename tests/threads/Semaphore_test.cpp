@@ -1,5 +1,6 @@
 #include <qel/threads/Semaphore.h>
 
+#include <new>
 #include <thread>
 #include <type_traits>
 
@@ -52,6 +53,17 @@ TEST(QelSemaphorePost, WakesAWaiterInAnotherThread) {
   EXPECT_EQ(request.Post(), 0);
   EXPECT_EQ(answer.WaitTimeout(0xFFFFFFFFu), 0);
   other.join();
+}
+
+// Only one of the two is destroyed: the copy lies in raw storage and its destructor never runs.
+TEST(QelSemaphoreCopy, SharesTheSystemsSemaphore) {
+  qelSemaphore source(0);
+  alignas(qelSemaphore) unsigned char storage[sizeof(qelSemaphore)];
+  qelSemaphore* copy = new (storage) qelSemaphore(source);
+  EXPECT_EQ(copy->Post(), 0);
+  EXPECT_EQ(source.WaitTimeout(0), 0);
+  EXPECT_EQ(copy->WaitTimeout(0), 1);
+  EXPECT_TRUE(std::is_trivially_copy_assignable<qelSemaphore>::value);
 }
 
 TEST(QelSemaphoreShape, HasNoVirtualOperation) {
