@@ -40,4 +40,6 @@
 #include <qel/serialize/qelPackedData.h>
 #include <qel/serialize/qelRC4.h>
 
+#include <qel/geometry/qelFRegion.h>
+
 #endif

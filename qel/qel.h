@@ -32,4 +32,10 @@
 #include <qel/serialize/ISerialize.h>
 #include <qel/serialize/JSONFormatter.h>
 
+#include <qel/geometry/FRegion.h>
+#include <qel/geometry/Point.h>
+#include <qel/geometry/Rect.h>
+#include <qel/geometry/Region.h>
+#include <qel/geometry/SERegion.h>
+
 #endif
