@@ -47,6 +47,8 @@ function(qel_test folder name)
   string(REPLACE "/" "_" target ${target})
   add_executable(${target} ${PROJECT_SOURCE_DIR}/tests/${folder}/${name}_test.cpp ${arg_SOURCES})
   target_link_libraries(${target} PRIVATE qel_options qel_test_support ${arg_LIBRARIES})
+  # What is tested is optimised as the build type says; the tests themselves only take time to compile.
+  target_compile_options(${target} PRIVATE -O0)
   add_test(NAME ${folder}/${name} COMMAND ${target})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
