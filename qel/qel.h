@@ -31,6 +31,7 @@
 #include <qel/serialize/EmptySerialize.h>
 #include <qel/serialize/ISerialize.h>
 #include <qel/serialize/JSONFormatter.h>
+#include <qel/serialize/Obfuscate.h>
 
 #include <qel/geometry/FRegion.h>
 #include <qel/geometry/Point.h>

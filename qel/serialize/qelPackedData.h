@@ -61,7 +61,7 @@ char* qelPackedData_NewEmptyBlock();
 //
 // Refused are a declared size beyond `size` (more bytes than declared are allowed), a table that does
 // not fit, offsets that leave the block, do not ascend or lie in the record ahead, and chunks that
-// leave the block. The block needs no alignment.
+// leave the block or are larger than a chunk can be. The block needs no alignment.
 int qelPackedData_IsValidBlock(const void* block, size_t size);
 
 // A record that adopts the block, which must come from malloc. REQUIRES: the block is valid.
