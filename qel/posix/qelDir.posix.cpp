@@ -35,13 +35,15 @@ static bool IsDirectory(const char* nativeName) {
 
 // Enumeration ------------------------------------------------------------------
 
-// The character behind the one at text: a byte, and the continuation bytes that follow a lead byte.
+// The character behind the one at text: a lead byte and the continuation bytes that it announces, or a
+// single byte if they are not all there.
 static const char* NextCharacter(const char* text) {
-  const bool isLead = (*text & 0xC0) == 0xC0;
-  ++text;
-  while (isLead && (*text & 0xC0) == 0x80)
-    ++text;
-  return text;
+  const int lead = static_cast<unsigned char>(*text);
+  const int announced = lead < 0xC0 || lead >= 0xF8 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+  for (int i = 1; i <= announced; ++i)
+    if ((text[i] & 0xC0) != 0x80)
+      return text + 1;
+  return text + 1 + announced;
 }
 
 // Matches a name with "*" and "?". One star is open at a time, so the cost is at most the product of
@@ -113,6 +115,8 @@ const qelDirEntry_t* qelDir_GetFirst(qelOSDir* dir, const char* pattern, int fil
   dir->handle = ::opendir(nativeName.get());
   if (dir->handle == nullptr) {
     *error = errno;
+    // INTENDED: the line bears the name of the file layer, by which log filters know it. Pinned by
+    // qelDirEnumeration.ReportsAMissingDirectoryAndAFile.
     QEL_LOG(1, "qelFile: Cannot enumerate files in directory '%s' (error = %d)\n", dir->directory,
             *error);
     return nullptr;
@@ -267,6 +271,8 @@ int qelDir_GetTimes(const char* name, qeltimeval* access, qeltimeval* modificati
   qelPosixStamps stamps;
   if (qelPosix_GetStamps(nativeName.get(), &stamps) != 0)
     return -1;
+  // INTENDED: the reverse of the order of qelFile_GetTimes; what precedes a failure has been stored.
+  // Pinned by qelDirGetTimesPosix.StopsAtTheFirstStampThatHasNoValue.
   if ((access != nullptr && qelTime_FromFileTime(&stamps.access, access) != 0) ||
       (modification != nullptr && qelTime_FromFileTime(&stamps.modification, modification) != 0) ||
       (creation != nullptr && qelTime_FromFileTime(&stamps.creation, creation) != 0))

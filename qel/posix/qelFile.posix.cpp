@@ -50,6 +50,8 @@ static void* FromDescriptor(int descriptor) {
   return reinterpret_cast<void*>(static_cast<intptr_t>(descriptor));
 }
 
+static_assert(sizeof(off_t) == sizeof(int64_t), "a file may be larger than 2 GiB");
+
 // Moves the position. Returns 0 or the system's error; position may be null.
 static int MoveTo(void* fd, int64_t offset, int whence, int64_t* position) {
   const off_t moved = ::lseek(Descriptor(fd), static_cast<off_t>(offset), whence);
@@ -235,7 +237,9 @@ int qelFile_Truncate(void* fd, int64_t size) {
     return qelFileErrorGeneric;
   }
   error = SetEnd(fd, size);
-  if (error == 0) // the position stays at the new end
+  // INTENDED: the position stays at the new end, and every failure is -1, whatever the system's error
+  // maps to. Pinned by qelFileTruncate.CutsAndExtendsAndStaysAtTheNewEnd.
+  if (error == 0)
     return qelFileErrorNone;
   QEL_LOG(1, "qelFile: ChangeSize: Cannot truncate/extend (fd = %p) (error = %d)\n", fd, error);
   error = MoveTo(fd, position, SEEK_SET, nullptr);
@@ -246,6 +250,15 @@ int qelFile_Truncate(void* fd, int64_t size) {
 }
 
 // By name ----------------------------------------------------------------------
+
+// The last part of a name, whose trailing separators are cut off.
+static const char* LastPart(char* nativeName) {
+  size_t length = strlen(nativeName);
+  while (length > 0 && nativeName[length - 1] == '/')
+    nativeName[--length] = '\0';
+  const char* slash = strrchr(nativeName, '/');
+  return slash != nullptr ? slash + 1 : nativeName;
+}
 
 int qelFile_Exists(const char* name) {
   const qelOwnedName nativeName(qelFile_NativeName(name));
@@ -294,9 +307,8 @@ int qelFile_HasAttribute(const char* name, qelULong attributes) {
     return 0;
   }
   struct stat status;
-  const char* slash = strrchr(nativeName.get(), '/');
-  return qelPosix_IsHiddenName(slash != nullptr ? slash + 1 : nativeName.get()) &&
-         ::lstat(nativeName.get(), &status) == 0;
+  return ::lstat(nativeName.get(), &status) == 0 &&
+         qelPosix_IsHiddenName(LastPart(nativeName.get()));
 }
 
 int qelFile_GetTimes(const char* name, qeltimeval* access, qeltimeval* modification,
@@ -395,6 +407,8 @@ int qelFile_SetSize(const char* name, int64_t size) {
               error);
   }
   ::close(Descriptor(fd));
+  // INTENDED: the system's own number, not a status; programs show it. Pinned by
+  // qelFileSetSize.GivesTheSystemsOwnErrorNumber.
   return error;
 }
 

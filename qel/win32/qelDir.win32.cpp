@@ -115,6 +115,8 @@ const qelDirEntry_t* qelDir_GetFirst(qelOSDir* dir, const char* pattern, int fil
     return nullptr;
   if (found != 0) {
     *error = found;
+    // INTENDED: the line bears the name of the file layer, by which log filters know it. Pinned by
+    // qelDirEnumeration.ReportsAMissingDirectoryAndAFile.
     QEL_LOG(1, "qelFile: Cannot enumerate files in directory '%s' (error = %d)\n", dir->directory,
             *error);
     return nullptr;
@@ -261,6 +263,9 @@ int qelDir_CreateRecursively(const char* name) {
     QEL_LOG(1, "qelDir: Cannot analyze directory path: '%s' (invalid path)\n", name);
     return 0;
   }
+  // INTENDED: of a network path, "\\?\UNC\server\share", "UNC" counts as the volume and the server as
+  // a directory to create, which fails: no tree is made on another machine. Pinned by
+  // qelDirCreateRecursivelyWin32.TakesTheServerOfANetworkPathForADirectory.
   const size_t start = isPrefixed ? kLongPrefixLength + 1 : 2;
   WCHAR* volumeEnd = wcslen(path) > start ? wcschr(path + start, L'\\') : nullptr;
   if (volumeEnd == nullptr) // a volume needs nothing
@@ -293,6 +298,8 @@ int qelDir_GetTimes(const char* name, qeltimeval* access, qeltimeval* modificati
   if (handle == INVALID_HANDLE_VALUE)
     return -1;
   ::FindClose(handle);
+  // INTENDED: the reverse of the order of qelFile_GetTimes; what precedes a failure has been stored.
+  // Pinned by qelDirGetTimesWin32.StopsAtTheFirstStampThatHasNoValue.
   if ((access != nullptr && qelTime_FromFileTime(&data.ftLastAccessTime, access) != 0) ||
       (modification != nullptr && qelTime_FromFileTime(&data.ftLastWriteTime, modification) != 0) ||
       (creation != nullptr && qelTime_FromFileTime(&data.ftCreationTime, creation) != 0))

@@ -222,7 +222,9 @@ int qelFile_Truncate(void* fd, int64_t size) {
     return qelFileErrorGeneric;
   }
   error = SetEnd(fd);
-  if (error == 0) // the position stays at the new end
+  // INTENDED: the position stays at the new end, and every failure is -1, whatever the system's error
+  // maps to. Pinned by qelFileTruncate.CutsAndExtendsAndStaysAtTheNewEnd.
+  if (error == 0)
     return qelFileErrorNone;
   QEL_LOG(1, "qelFile: ChangeSize: Cannot truncate/extend (fd = %p) (error = %d)\n", fd, error);
   error = MoveTo(fd, position, FILE_BEGIN, nullptr);
@@ -262,15 +264,15 @@ int qelFile_Access(const char* name, int mode) {
             qelFile_ShownName(name));
     return 0;
   }
-  const HANDLE handle = ::CreateFileW(nativeName.get(), DesiredAccess(mode), kShareAll, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  void* const fd = ::CreateFileW(nativeName.get(), DesiredAccess(mode), kShareAll, nullptr,
+                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   const int error = LastError();
-  if (handle == INVALID_HANDLE_VALUE)
+  if (fd == INVALID_HANDLE_VALUE)
     return 0;
   // INTENDED: the line stands on success, and a failure is silent. Log filters of programs know it
   // so. Pinned by qelFileAccess.LogsWhenTheFileCanBeOpenedAndIsSilentWhenNot.
   QEL_LOG(1, "qelFile: Cannot check access for file: '%s' (error = %d)\n", name, error);
-  ::CloseHandle(handle);
+  ::CloseHandle(fd);
   return 1;
 }
 
@@ -351,28 +353,30 @@ int qelFile_SetSize(const char* name, int64_t size) {
     QEL_LOG(1, "qelFile: Cannot set size of file '%s', (invalid name)\n", qelFile_ShownName(name));
     return qelFileErrorGeneric;
   }
-  const HANDLE handle = ::CreateFileW(nativeName.get(), GENERIC_WRITE, kShareAll, nullptr,
-                                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  void* const fd = ::CreateFileW(nativeName.get(), GENERIC_WRITE, kShareAll, nullptr, OPEN_ALWAYS,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr);
   // INTENDED: a failed open gives no null handle, so it shows at the next step, with that step's
   // error number. Pinned by qelFileSetSizeWin32.ReportsAFailedOpenAtTheNextStep.
-  if (handle == nullptr) {
+  if (fd == nullptr) {
     const int error = LastError();
     QEL_LOG(1, "qelFile: Cannot set size of file '%s', cannot open/create file (error = %d)\n",
             name, error);
     return error;
   }
-  int error = MoveTo(handle, size, FILE_BEGIN, nullptr);
+  int error = MoveTo(fd, size, FILE_BEGIN, nullptr);
   if (error != 0) {
     QEL_LOG(1, "qelFile: Cannot set size of file '%s', cannot move pointer (error = %d)\n", name,
             error);
   } else {
-    error = SetEnd(handle);
+    error = SetEnd(fd);
     if (error != 0)
       QEL_LOG(1, "qelFile: Cannot set size of file '%s', cannot set EOF (error = %d)\n", name,
               error);
   }
-  if (handle != INVALID_HANDLE_VALUE)
-    ::CloseHandle(handle);
+  if (fd != INVALID_HANDLE_VALUE)
+    ::CloseHandle(fd);
+  // INTENDED: the system's own number, not a status; programs show it. Pinned by
+  // qelFileSetSize.GivesTheSystemsOwnErrorNumber.
   return error;
 }
 

@@ -103,6 +103,22 @@ TEST_F(qelDirObject, CloseForgetsPathAndError) {
   EXPECT_FALSE(dir.GetFirst(entry, "*", 7));
 }
 
+TEST_F(qelDirObject, CopiesShareTheEnumeration) {
+  m_dir.Write("x");
+  m_dir.Write("y");
+  ClosableDir dir(m_dir.Path().c_str());
+  qelPathName entry;
+  ASSERT_TRUE(dir.GetFirst(entry, "*", 7));
+  ClosableDir copy(dir);
+  EXPECT_TRUE(copy.IsOpened());
+  EXPECT_EQ(copy.GetPathName().GetFullPath(), dir.GetPathName().GetFullPath());
+  EXPECT_TRUE(copy.GetNext(entry));
+  EXPECT_FALSE(dir.GetNext(entry));
+  copy.Close();
+  dir = copy; // forgets the record, which is gone
+  EXPECT_FALSE(dir.IsOpened());
+}
+
 TEST_F(qelDirOpen, IsTrueForAMissingDirectory) {
   qelDir dir;
   EXPECT_TRUE(dir.Open(m_dir.Path("missing").c_str()));

@@ -130,6 +130,20 @@ TEST_F(qelDirPatternPosix, TakesOneCharacterOrOneStrayByteForAQuestionMark) {
   EXPECT_EQ(List("??"), (Names{euro + "x", broken}));
 }
 
+TEST_F(qelDirPatternPosix, EndsACharacterWhereItsLeadByteSays) {
+  const std::string more = "\xC3\xA4\x82";     // a character and a byte too many
+  const std::string less = "\xF0\x9F\x98";     // the fourth byte is missing
+  const std::string cut = "\xE2\x82y";         // the third byte is missing
+  const std::string none = "\xFE\x82\x82\x82"; // no lead byte of UTF-8
+  for (const std::string& name : {more, less, cut, none})
+    m_dir.Write(name);
+  EXPECT_EQ(List("?"), Names());
+  EXPECT_EQ(List("??"), Names{more});
+  EXPECT_EQ(List("???"), (Names{less, cut}));
+  EXPECT_EQ(List("????"), Names{none});
+  EXPECT_EQ(List("*??y"), Names{cut});
+}
+
 TEST_F(qelDirPatternPosix, MeansWhatAPlainReadingOfItGives) {
   std::mt19937 random(5150);
   const std::vector<std::string> characters = {"a", "b", ".", "\xC3\xA4", "\xF0\x9F\x98\x80"};

@@ -452,6 +452,22 @@ TEST_F(qelDirFaults, EnumerationReportsAFailureOnItsWay) {
   EXPECT_FALSE(dir.Error());
 }
 
+TEST_F(qelDirFaults, EnumerationKeepsItsErrorThoughTheSystemGoesOn) {
+  m_dir.Write("a");
+  qelDir dir(m_dir.Path().c_str());
+  qelPathName entry;
+  faults.readdir.Set(EIO, 1, 1);
+  EXPECT_TRUE(dir.GetFirst(entry, "*", 15));
+  EXPECT_FALSE(dir.GetNext(entry));
+  EXPECT_TRUE(dir.GetNext(entry));
+  EXPECT_TRUE(dir.Error());
+  EXPECT_TRUE(dir.GetNext(entry));
+  EXPECT_FALSE(dir.GetNext(entry));
+  EXPECT_TRUE(dir.Error());
+  dir.Rewind();
+  EXPECT_FALSE(dir.Error());
+}
+
 TEST_F(qelDirFaults, EnumerationReportsAFailureAtItsStart) {
   m_dir.Write("a");
   qelDir dir(m_dir.Path().c_str());

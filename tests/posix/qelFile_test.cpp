@@ -388,8 +388,10 @@ TEST_F(qelFileHasAttributePosix, TakesALeadingDotAsHidden) {
   const struct {
     const char* name;
     int expected;
-  } rows[] = {{".hidden", 1},  {"shown.x", 0}, {".hiddendir", 1}, {".link", 1},
-              {".missing", 0}, {".", 0},       {"..", 0},         {".hiddendir/x", 0}};
+  } rows[] = {{".hidden", 1},      {"shown.x", 0},      {".hiddendir", 1},
+              {".link", 1},        {".missing", 0},     {".", 0},
+              {"..", 0},           {".hiddendir/x", 0}, {".hiddendir/", 1},
+              {".hiddendir//", 1}, {"./", 0},           {".hidden/", 0}};
   for (const auto& row : rows)
     EXPECT_EQ(qelFile_HasAttribute(m_dir.Path(row.name).c_str(), 1), row.expected) << row.name;
   EXPECT_THAT(m_log.Texts(), IsEmpty());

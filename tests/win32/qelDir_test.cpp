@@ -14,6 +14,7 @@
 
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>
+#include <qel/multiplatform/qelTime.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/LogShape.h>
 #include <tests/support/TempDir.h>
@@ -62,6 +63,7 @@ using qelDirLongPathsWin32 = WindowsDirTest;
 using qelDirNamesWin32 = WindowsDirTest;
 using qelDirLinksWin32 = WindowsDirTest;
 using qelDirGetRootsWin32 = WindowsDirTest;
+using qelDirGetTimesWin32 = WindowsDirTest;
 using qelDirRemoveRecursivelyWin32 = WindowsDirTest;
 
 } // namespace
@@ -284,6 +286,25 @@ TEST_F(qelDirLinksWin32, AreNeverEnteredByARemoval) {
   }
   EXPECT_TRUE(removed);
   EXPECT_FALSE(m_dir.Has("link"));
+}
+
+TEST_F(qelDirGetTimesWin32, StopsAtTheFirstStampThatHasNoValue) {
+  const std::string name = m_dir.MakeDir("sub");
+  const FILETIME valid = {0x5B2DB980, 0x01C0E7B2}; // in June 2001
+  const FILETIME none = {0, 0x01900000};           // in 1957
+  const HANDLE handle = ::CreateFileW(TempDir::Native(name).c_str(), FILE_WRITE_ATTRIBUTES, 7,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  ASSERT_NE(handle, INVALID_HANDLE_VALUE);
+  EXPECT_TRUE(::SetFileTime(handle, nullptr, &valid, &none));
+  ::CloseHandle(handle);
+  qeltimeval access{};
+  qeltimeval modification{1, 2};
+  qeltimeval creation{3, 4};
+  EXPECT_EQ(qelDir_GetTimes(name.c_str(), &access, &modification, &creation), -1);
+  EXPECT_GT(access.seconds, 900000000);
+  EXPECT_EQ(creation.seconds, 3);
+  EXPECT_EQ(qelDir_GetTimes(name.c_str(), &access, nullptr, nullptr), 0);
+  EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
 
 TEST_F(qelDirRemoveRecursivelyWin32, MakesAsManyAttemptsAsItIsGiven) {
