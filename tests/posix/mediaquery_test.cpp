@@ -96,10 +96,12 @@ TEST_F(MediaqueryPosix, PassesByALinkToNowhereAndALinkToItself) {
 }
 
 TEST_F(MediaqueryPosix, DoesNotWaitForAPipe) {
-  ASSERT_EQ(::mkfifo(dir.Path("pipe.wav").c_str(), 0600), 0);
+  for (const char* name : {"x.png", "pipe.wav", "movie.mpg"})
+    ASSERT_EQ(::mkfifo(dir.Path(name).c_str(), 0600), 0);
+  Link("x.png", "link.gif");
   const ProgramResult result = RunQuery({dir.Path()});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.err, HasSubstr("1 media file not readable"));
+  EXPECT_THAT(result.err, HasSubstr("4 media files not readable"));
 }
 
 TEST_F(MediaqueryPosix, PrintsNamesThatAreNotUTF8AsTextAndExactly) {
