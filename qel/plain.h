@@ -38,6 +38,7 @@
 #include <qel/serialize/qelEscape.h>
 #include <qel/serialize/qelHex.h>
 #include <qel/serialize/qelPackedData.h>
+#include <qel/serialize/qelPackedText.h>
 #include <qel/serialize/qelRC4.h>
 
 #include <qel/geometry/qelFRegion.h>

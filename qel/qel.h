@@ -31,7 +31,10 @@
 #include <qel/serialize/EmptySerialize.h>
 #include <qel/serialize/ISerialize.h>
 #include <qel/serialize/JSONFormatter.h>
+#include <qel/serialize/MediaInfoSerializer.h>
 #include <qel/serialize/Obfuscate.h>
+#include <qel/serialize/PropertyListFormatter.h>
+#include <qel/serialize/PropertyListSerializer.h>
 
 #include <qel/geometry/FRegion.h>
 #include <qel/geometry/Point.h>

@@ -105,9 +105,35 @@ static void UseSerializers() {
          "Parse");
 }
 
+static void UsePropertyLists() {
+  qelPropertyListFormatter formatter;
+  qelISerialize& target = formatter;
+  target.MapBegin();
+  target.MapKey("n", false);
+  target.Value(1);
+  target.MapEnd();
+  qelPropertyList* list = formatter.Reset();
+  qelJSONFormatter json;
+  qelPropertyListSerializer serializer;
+  Expect(serializer.Serialize(list, json) == 0 && json.Result() == "{\"n\":1,}", "the walk");
+  json.Reset();
+  Expect(qelPropertyListFormatter::Serialize(list, json) == 0 && json.Result() == "{\"n\":1,}",
+         "the static walk");
+  json.Reset();
+  Expect(qelPropertyListFormatter::SerializeKeyValue(list, "n", json) == 0 &&
+             json.Result() == ",\"n\":1",
+         "one property");
+  const qelCString text = qelMediaInfoSerializer::Serialize(list);
+  qelPropertyList_Release(list);
+  list = qelMediaInfoSerializer::Deserialize(text);
+  Expect(qelMediaInfoSerializer::Serialize(list) == text, "media text");
+  qelPropertyList_Release(list);
+}
+
 int main() {
   UseConstants();
   UseHashMap();
   UseSerializers();
+  UsePropertyLists();
   return g_failures;
 }
