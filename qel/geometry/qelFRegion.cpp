@@ -72,9 +72,14 @@ static Cursor CursorOf(const qelFRegion* region, qelFRegion_NonOverlap onlyIt) {
   return cursor;
 }
 
-// Merges the band that was begun at curBand, if there is one.
+// Merges the band that was begun at curBand, if there is one. All behind curBand is one band.
 static void EndBand(qelFRegion* result, int* prevBand, int curBand) {
-  if (result->count != curBand)
+  if (result->count == curBand)
+    return;
+  // Most bands differ from the one above in the number of rectangles, which needs no look at them.
+  if (result->count - curBand != curBand - *prevBand)
+    *prevBand = curBand;
+  else
     *prevBand = qelFRegion_Coalesce(result, *prevBand, curBand);
 }
 
@@ -87,13 +92,34 @@ static int SweepBefore(qelFRegion* result, const Cursor* cursor, int done, int o
   return cursor->onlyIt(result, cursor->band, cursor->bandEnd, top, bottom);
 }
 
-// The bands that one operand has left.
+// True when the bands that are left lie below `done` and none mixes two bottoms: each rectangle passes
+// as it is. The pass has no branch, so that it takes vector operations.
+static bool PassesUnchanged(const Cursor* cursor, int done) {
+  bool isPlain = cursor->band == cursor->end || cursor->band->top >= done;
+  for (const qelRect* rect = cursor->band; rect + 1 < cursor->end; ++rect)
+    isPlain &=
+        (rect[1].top >= done) & ((rect[1].top != rect->top) | (rect[1].bottom == rect->bottom));
+  return isPlain;
+}
+
+static int CopyBands(qelFRegion* result, const qelRect* first, const qelRect* end) {
+  if (Reserve(result, end - first) != 0)
+    return 1;
+  std::copy(first, end, result->rects + result->count);
+  result->count += static_cast<int>(end - first);
+  return 0;
+}
+
+// The bands that one operand has left. Only the first can have rows that are done already; the others
+// mostly go as one block where they would pass one by one unchanged.
 static int SweepRest(qelFRegion* result, Cursor* cursor, int done) {
-  while (cursor->band != cursor->end) {
+  for (bool isFirst = true; cursor->band != cursor->end; isFirst = false) {
     const int top = std::max(cursor->band->top, done);
     if (cursor->onlyIt(result, cursor->band, cursor->bandEnd, top, cursor->band->bottom) != 0)
       return 1;
     EnterBand(cursor, cursor->bandEnd);
+    if (isFirst && cursor->onlyIt == &qelFRegion_UnionNonOverlap && PassesUnchanged(cursor, done))
+      return CopyBands(result, cursor->band, cursor->end);
   }
   return 0;
 }
@@ -125,7 +151,8 @@ static int Sweep(qelFRegion* result, Cursor a, Cursor b, qelFRegion_Overlap over
   Cursor* rest = a.band != a.end && a.onlyIt != nullptr ? &a : &b;
   if (rest->onlyIt != nullptr && SweepRest(result, rest, ybot) != 0)
     return 1;
-  EndBand(result, &prevBand, curBand);
+  if (result->count != curBand)
+    qelFRegion_Coalesce(result, prevBand, curBand);
   return 0;
 }
 
