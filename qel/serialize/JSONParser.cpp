@@ -91,14 +91,17 @@ struct Frame {
 const Frame kNewFrame = {State_Skip, State_Value};
 const Frame kValueDone = {State_Skip, State_ValueDone};
 
-// The text of the current string. Its block is kept from one string to the next and doubles when it
-// is too small.
+// The text of the current string. Short ones need no block; the block of long ones is kept from one string
+// to the next and doubles when it is too small.
 class Token {
 public:
-  Token() : m_text(nullptr), m_length(0), m_room(0) {}
+  Token() : m_text(m_short), m_length(0), m_room(sizeof m_short) {}
   Token(const Token&) = delete;
   Token& operator=(const Token&) = delete;
-  ~Token() { free(m_text); }
+  ~Token() {
+    if (m_text != m_short)
+      free(m_text);
+  }
 
   void Clear() { m_length = 0; }
 
@@ -113,29 +116,29 @@ public:
 
   // Terminated, until the next change.
   const char* Text() {
-    Append('\0');
-    --m_length;
+    m_text[m_length] = '\0';
     return m_text;
   }
 
 private:
   void Grow(size_t n) {
-    m_room = 2 * (m_length + n) + 128;
-    m_text = static_cast<char*>(qelMem_Realloc(m_text, m_room));
+    m_room = 2 * (m_length + n);
+    char* const block =
+        static_cast<char*>(qelMem_Realloc(m_text != m_short ? m_text : nullptr, m_room));
+    if (m_text == m_short)
+      memcpy(block, m_short, m_length);
+    m_text = block;
   }
 
-  char* m_text;    // owned; null until the first append
-  size_t m_length; // bytes in use
-  size_t m_room;   // bytes of the block, above m_length once there is one
+  char* m_text;      // m_short, or an owned block
+  size_t m_length;   // bytes in use, below m_room
+  size_t m_room;     // bytes there
+  char m_short[256]; // uninitialised behind m_length, as the block is
 };
 
 } // namespace
 
 // Reading of bytes ---------------------------------------------------------------------
-
-static bool IsNumberByte(char c) {
-  return qelChar_IsDigit(c) || c == '.' || c == '+' || c == '-' || c == 'e';
-}
 
 // Whether c is the letter in either case.
 static bool IsLetter(char c, char letter) {
@@ -185,6 +188,18 @@ static const char* AppendPlain(const char* at, char quote, Token& token) {
   if (*at != '\0')
     token.Append(run, static_cast<size_t>(at - run));
   return at;
+}
+
+// Skips the bytes of a number; *isFloat tells whether a "." or an "e" is among them.
+static const char* SkipNumber(const char* at, bool* isFloat) {
+  for (*isFloat = false;; ++at) {
+    while (qelChar_IsDigit(*at))
+      ++at;
+    if (*at == '.' || *at == 'e')
+      *isFloat = true;
+    else if (*at != '+' && *at != '-')
+      return at;
+  }
 }
 
 // INTENDED: halves of surrogate pairs are not joined, each becomes three bytes of its own. The
@@ -254,23 +269,17 @@ static bool DeliverInteger(const char* text, const char* end, qelISerialize& tar
     return false;
   const uint64_t limit = static_cast<uint64_t>(INT64_MAX) + (negative ? 1 : 0);
   uint64_t value = 0;
-  for (; text != end && qelChar_IsDigit(*text) && value != limit; ++text) {
-    const uint64_t digit = static_cast<uint64_t>(*text - '0');
-    value = value > (limit - digit) / 10 ? limit : value * 10 + digit;
+  for (; text != end && qelChar_IsDigit(*text); ++text) {
+    value = value > limit / 10 ? limit : value * 10 + static_cast<uint64_t>(*text - '0');
+    if (value >= limit) {
+      value = limit;
+      break;
+    }
   }
   // INTENDED: the low half is delivered, so 4294967295 comes as -1. Unsigned values that were written
   // come back in this form. Pinned by qelJSONFormatterParse.DeliversTheLowHalfOfALargeNumber.
   target.S32(static_cast<qelLong>(static_cast<uint32_t>(negative ? 0 - value : value)));
   return true;
-}
-
-// The number text[0..end-1] as its event. False if it is none.
-static bool DeliverNumber(const char* text, const char* end, qelISerialize& target) {
-  for (const char* at = text; at != end; ++at) {
-    if (*at == '.' || *at == 'e')
-      return DeliverFloat(text, end, target);
-  }
-  return DeliverInteger(text, end, target);
 }
 
 // The machine ------------------------------------------------------------------------------
@@ -288,6 +297,7 @@ int qelJSONFormatter::Parse(const char* text, qelISerialize& target, int&, int&)
   const char* word = "";        // what is left of the current word
   bool isTrue = false;          // the word is "true"
   const char* number = nullptr; // where the current number begins
+  bool isFloat = false;         // it has a "." or an "e"
 
   *frame = kNewFrame;
   const char* at = text != nullptr ? text : "";
@@ -434,11 +444,10 @@ int qelJSONFormatter::Parse(const char* text, qelISerialize& target, int&, int&)
       break;
 
     case State_Number:
-      while (IsNumberByte(*at))
-        ++at;
+      at = SkipNumber(at, &isFloat);
       if (*at == '\0') // A number that ends with the text is incomplete.
         break;
-      if (!DeliverNumber(number, at, target))
+      if (!(isFloat ? DeliverFloat(number, at, target) : DeliverInteger(number, at, target)))
         return Code_BadNumber;
       *frame = kValueDone;
       break;
