@@ -11,7 +11,10 @@
 #include <qel/core/String.h>
 #include <qel/core/UInt64.h>
 
+#include <qel/containers/Ref.h>
+#include <qel/containers/RefCounted.h>
 #include <qel/containers/StringHashMap.h>
+#include <qel/containers/UserData.h>
 
 #include <qel/threads/Condition.h>
 #include <qel/threads/CriticalSection.h>

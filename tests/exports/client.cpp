@@ -76,6 +76,30 @@ static void UseHashMap() {
   Expect(plain.GetCount() == 0, "Clear");
 }
 
+// A payload that tells of its own end.
+class Payload : public qelUserData_uint32 {
+public:
+  explicit Payload(bool* gone) : qelUserData_uint32(3), m_gone(gone) {}
+  ~Payload() override { *m_gone = true; }
+
+private:
+  bool* m_gone;
+};
+
+static void UseReferences() {
+  bool gone = false;
+  {
+    qelRef<qelUserData> first(new Payload(&gone));
+    const qelRef<qelUserData> second(first);
+    first = 0;
+    Expect(!gone && second->_GetRefCount() == 1 && second != first, "qelRef");
+  }
+  Expect(gone, "the end of a counted object");
+  qelRefAny text(new qelUserData_CString("a"));
+  text = qelRefAny(new qelUserData_2CString("a", "b"));
+  Expect(text == qelRefAny(text) && qelUserData_VoidPtr(g_places).value == g_places, "qelRefAny");
+}
+
 // A consumer that wants one event.
 class Identifiers : public qelEmptySerialize {
 public:
@@ -133,6 +157,7 @@ static void UsePropertyLists() {
 int main() {
   UseConstants();
   UseHashMap();
+  UseReferences();
   UseSerializers();
   UsePropertyLists();
   return g_failures;
