@@ -11,6 +11,8 @@
 #include <qel/core/String.h>
 #include <qel/core/UInt64.h>
 
+#include <qel/containers/BaseList.h>
+#include <qel/containers/List.h>
 #include <qel/containers/Ref.h>
 #include <qel/containers/RefCounted.h>
 #include <qel/containers/StringHashMap.h>

@@ -76,6 +76,33 @@ static void UseHashMap() {
   Expect(plain.GetCount() == 0, "Clear");
 }
 
+// A list derived by the client, and a walk that empties it.
+class DerivedList : public qelList<void*> {
+public:
+  void Remove(qelBaseListItem* item) override {
+    ++removed;
+    qelList<void*>::Remove(item);
+  }
+  int removed = 0;
+};
+
+static void UseLists() {
+  DerivedList list;
+  list.push_back(g_places);
+  list.push_front(g_places + 1);
+  qelListIterator<void*> it(&list);
+  while (it.Next())
+    list.pop(it);
+  Expect(list.removed == 2 && list.size() == 0, "a walk that removes");
+
+  qelList<qelCachedBase*> cached;
+  cached.push_back(nullptr);
+  cached.pop(nullptr);
+  qelList<qelRef<qelCachedBase>> references;
+  references.push_back(0);
+  Expect(cached.size() == 0 && references.front().IsNull(), "the cache's lists");
+}
+
 // A payload that tells of its own end.
 class Payload : public qelUserData_uint32 {
 public:
@@ -157,6 +184,7 @@ static void UsePropertyLists() {
 int main() {
   UseConstants();
   UseHashMap();
+  UseLists();
   UseReferences();
   UseSerializers();
   UsePropertyLists();

@@ -1,0 +1,8 @@
+#include <qel/containers/List.h>
+
+template class qelListItem<void*>;
+template class qelListItem<qelCachedBase*>;
+template class qelListItem<qelRef<qelCachedBase>>;
+template class qelList<void*>;
+template class qelList<qelCachedBase*>;
+template class qelList<qelRef<qelCachedBase>>;
