@@ -62,8 +62,8 @@ static char* SlotRecord(const qelPackedData_t* data, uint32_t slot) {
   return data->block + *TableEntry(data, slot);
 }
 
-// The slot's first chunk with the id, or null. The walk stays among the bytes in use even where writing
-// behind a tail (see qelPackedData_Duplicate) has broken the chain of chunks.
+// The slot's first chunk with the id, or null. The walk stays among the bytes in use, so that a corrupt
+// block does not lead it astray.
 static char* FindChunkOfSlot(const qelPackedData_t* data, uint32_t slot, uint16_t id) {
   uint32_t count = ReadField(SlotRecord(data, slot));
   uint64_t position = uint64_t{*TableEntry(data, slot)} + kCountSize;
@@ -74,6 +74,23 @@ static char* FindChunkOfSlot(const qelPackedData_t* data, uint32_t slot, uint16_
     position += ChunkStep(chunk);
   }
   return nullptr;
+}
+
+// Where a record ends whose chunks are well-formed and lie ahead of `end`, or 0.
+static uint64_t RecordEnd(const char* block, uint64_t offset, uint64_t end) {
+  if (offset > end || end - offset < kCountSize)
+    return 0;
+  uint32_t count = ReadField(block + offset);
+  offset += kCountSize;
+  for (; count != 0; --count) {
+    if (end - offset < kChunkHeader)
+      return 0;
+    const char* chunk = block + offset;
+    if (ChunkSize(chunk) > kLargestChunk || end - offset < ChunkStep(chunk))
+      return 0;
+    offset += ChunkStep(chunk);
+  }
+  return offset;
 }
 
 // Creation and release ---------------------------------------------------------
@@ -118,24 +135,6 @@ static uint32_t WordAt(const char* block, uint64_t index) {
   return word;
 }
 
-// Where a record ends whose chunks are well-formed and lie ahead of `end`, or 0. REQUIRES: offset is
-// not beyond `end`.
-static uint64_t RecordEnd(const char* block, uint64_t offset, uint64_t end) {
-  if (end - offset < kCountSize)
-    return 0;
-  uint32_t count = ReadField(block + offset);
-  offset += kCountSize;
-  for (; count != 0; --count) {
-    if (end - offset < kChunkHeader)
-      return 0;
-    const char* chunk = block + offset;
-    if (ChunkSize(chunk) > kLargestChunk || end - offset < ChunkStep(chunk))
-      return 0;
-    offset += ChunkStep(chunk);
-  }
-  return offset;
-}
-
 static int RefuseBlock(const char* reason, uint64_t at) {
   QEL_LOG(1, "qelPackedData: Block refused: %s (%lu)\n", reason, static_cast<unsigned long>(at));
   return 0;
@@ -176,6 +175,11 @@ static void Adopt(qelPackedData_t* data, char* block) {
   data->begunSlots = data->slotCount;
   while (data->begunSlots != 0 && *TableEntry(data, data->begunSlots - 1) == kUnset)
     --data->begunSlots;
+  data->tail = 0;
+  if (data->begunSlots != 0) {
+    const uint64_t end = RecordEnd(block, *TableEntry(data, data->begunSlots - 1), data->used);
+    data->tail = end != 0 ? data->used - end : 0;
+  }
 }
 
 static char* CopyBlock(const void* block) {
@@ -386,6 +390,19 @@ static void CountChunk(const qelPackedData_t* data, uint32_t slot) {
   WriteField(record, ReadField(record) + 1);
 }
 
+// Moves what lies from `at` up to the end of the bytes in use by delta, and the offsets with it.
+static void qelPackedData_Shift(qelPackedData_t* data, uint32_t at, int32_t delta) {
+  const uint32_t change = static_cast<uint32_t>(delta); // wraps around for a move down
+  memmove(data->block + static_cast<uint32_t>(at + change), data->block + at,
+          static_cast<size_t>(data->used - at));
+  data->used = static_cast<uint32_t>(static_cast<uint32_t>(data->used) + change);
+  for (uint32_t slot = 0; slot != data->header[1]; ++slot) {
+    uint32_t* entry = TableEntry(data, slot);
+    if (*entry >= at && *entry <= kLastOffset)
+      *entry += change;
+  }
+}
+
 uint32_t qelPackedData_BeginSlot(qelPackedData_t* data) {
   ++data->begunSlots;
   qelPackedData_Reserve(data, kCountSize);
@@ -393,6 +410,7 @@ uint32_t qelPackedData_BeginSlot(qelPackedData_t* data) {
   WriteField(data->block + offset, 0);
   *TableEntry(data, data->begunSlots - 1) = offset;
   data->used += kCountSize;
+  data->tail = 0;
   return offset;
 }
 
@@ -406,9 +424,13 @@ static int AppendToOpenSlot(qelPackedData_t* data, uint16_t id, const void* byte
   const uint32_t chunkSize = static_cast<uint32_t>(size);
   const uint32_t needed = kChunkHeader + Padded(chunkSize);
   qelPackedData_Reserve(data, needed);
-  WriteChunk(data->block + data->used, id, bytes, chunkSize);
+  const uint32_t place = static_cast<uint32_t>(data->used - data->tail);
+  if (data->tail != 0)
+    qelPackedData_Shift(data, place, static_cast<int32_t>(needed)); // the tail stays behind
+  else
+    data->used += needed;
+  WriteChunk(data->block + place, id, bytes, chunkSize);
   CountChunk(data, slot);
-  data->used += needed;
   return 1;
 }
 
@@ -429,29 +451,6 @@ void qelPackedData_AddArray(qelPackedData_t* data, uint16_t id, const qelArray_t
   free(bytes);
 }
 
-// Moves what lies from `at` up to the end of the bytes in use by delta, and the offsets with it.
-static void qelPackedData_Shift(qelPackedData_t* data, uint32_t at, int32_t delta) {
-  const uint32_t change = static_cast<uint32_t>(delta); // wraps around for a move down
-  memmove(data->block + static_cast<uint32_t>(at + change), data->block + at,
-          static_cast<size_t>(data->used - at));
-  data->used = static_cast<uint32_t>(static_cast<uint32_t>(data->used) + change);
-  for (uint32_t slot = 0; slot != data->header[1]; ++slot) {
-    uint32_t* entry = TableEntry(data, slot);
-    if (*entry >= at && *entry <= kLastOffset)
-      *entry += change;
-  }
-}
-
-// Where the next slot's record begins, or where this one's `count` chunks end.
-static uint32_t EndOfSlot(const qelPackedData_t* data, uint32_t slot, uint32_t count) {
-  if (slot + 1 < data->header[1] && *TableEntry(data, slot + 1) <= kLastOffset)
-    return *TableEntry(data, slot + 1);
-  uint64_t position = uint64_t{*TableEntry(data, slot)} + kCountSize;
-  for (; count != 0 && position + kChunkHeader <= data->used; --count)
-    position += ChunkStep(data->block + position);
-  return static_cast<uint32_t>(position < data->used ? position : data->used);
-}
-
 int qelPackedData_InsertChunk(qelPackedData_t* data, uint32_t slot, uint16_t id, const void* bytes,
                               size_t size) {
   if (slot >= data->header[1])
@@ -462,10 +461,15 @@ int qelPackedData_InsertChunk(qelPackedData_t* data, uint32_t slot, uint16_t id,
     return 0;
   const uint32_t chunkSize = static_cast<uint32_t>(size);
   const uint32_t needed = kChunkHeader + Padded(chunkSize);
-  const uint32_t oldCount = ReadField(SlotRecord(data, slot));
+  // Mostly the next slot's record; behind the own chunks also where a block from outside has a gap.
+  const uint64_t end = RecordEnd(data->block, *TableEntry(data, slot), data->used);
+  if (end == 0) {
+    QEL_LOG(1, "qelPackedData corrupted !\n");
+    return 0;
+  }
+  const uint32_t place = static_cast<uint32_t>(end);
   CountChunk(data, slot);
   qelPackedData_Reserve(data, needed);
-  const uint32_t place = EndOfSlot(data, slot, oldCount);
   qelPackedData_Shift(data, place, static_cast<int32_t>(needed));
   WriteChunk(data->block + place, id, bytes, chunkSize);
   return 1;

@@ -44,6 +44,7 @@ struct qelPackedData_t {
   char* block;         // owned; null after a detach
   uint32_t* header;    // the block as words; equal to block
   uint64_t used;       // bytes in use
+  uint64_t tail;       // of them, those behind the open slot's last chunk
 };
 
 // Creation and release ---------------------------------------------------------
@@ -78,8 +79,8 @@ void qelPackedData_SetBlockCopy(qelPackedData_t* data, const void* block);
 void qelPackedData_Delete(qelPackedData_t* data);
 
 // A record with a copy of the block; null for null. Of an unfinished block that has grown, the copy
-// has the whole capacity in use, free bytes included, and can be read but not written on sensibly;
-// GetData ahead of Duplicate gives a copy of just what is in use.
+// has the whole capacity in use, with the free bytes as a tail; GetData ahead of Duplicate gives a
+// copy of just what is in use.
 qelPackedData_t* qelPackedData_Duplicate(qelPackedData_t* data);
 
 // Finishes the block and hands it over, cut to its size. The caller releases it with free; the record

@@ -250,8 +250,8 @@ TEST(qelPackedDataDuplicate, IsNotCutShortByAnEarlierSize) {
   EXPECT_EQ(Find(copy, 1, 10), "later");
 }
 
-TEST(qelPackedDataDuplicate, StaysInsideTheBlockWhenWrittenOnBehindATail) {
-  const Data data = New(2);
+TEST(qelPackedDataDuplicate, CanBeWrittenOnWithItsTail) {
+  const Data data = New(3);
   qelPackedData_BeginSlot(data.get());
   Add(data, 1, std::string(600, '\xFE')); // what stays behind in the tail looks like large chunks
   qelPackedData_BeginSlot(data.get());
@@ -259,12 +259,20 @@ TEST(qelPackedDataDuplicate, StaysInsideTheBlockWhenWrittenOnBehindATail) {
   ASSERT_EQ(Update(data, 1, 2, "x"), 1);
   ASSERT_GT(data->header[0], data->used);
   const Data copy(qelPackedData_Duplicate(data.get()));
-  for (uint16_t id = 3; id != 400; ++id)
-    Add(copy, id, "");
-  EXPECT_EQ(Find(copy, 1, 2), "x");
-  EXPECT_EQ(Find(copy, 1, 999), "(none)");
+  ASSERT_EQ(copy->tail, copy->used - data->used);
+  Add(copy, 3, "added");
+  EXPECT_EQ(Update(copy, 1, 2, "larger"), 1);
+  EXPECT_EQ(Find(copy, 1, 3), "added");
+  EXPECT_EQ(Find(copy, 1, 2), "larger");
+  qelPackedData_BeginSlot(copy.get()); // behind the tail, which is a gap from now on
+  Add(copy, 4, "last");
   EXPECT_EQ(Insert(copy, 0, 5, "y"), 1);
+  EXPECT_EQ(Insert(copy, 1, 5, "z"), 1);
   EXPECT_EQ(Find(copy, 0, 5), "y");
+  EXPECT_EQ(Find(copy, 1, 5), "z");
+  EXPECT_EQ(Find(copy, 1, 3), "added");
+  EXPECT_EQ(Find(copy, 2, 4), "last");
+  EXPECT_EQ(qelPackedData_IsValidBlock(Block(copy).data(), copy->used), 1);
 }
 
 TEST(qelPackedDataFindChunk, MissesWhatIsNotThere) {
@@ -552,6 +560,14 @@ TEST(qelPackedDataInsertChunk, RefusesSlotsThatAreNotThere) {
   EXPECT_EQ(Insert(New(0), 0, 1, "x"), 0);
   EXPECT_EQ(Insert(New(1), 0, 1, "x"), 0);
   EXPECT_EQ(Block(data), before);
+}
+
+TEST(qelPackedDataInsertChunk, RefusesACorruptSlot) {
+  const Data data = Sample();
+  data->block[TableEntry(data, 0)] = 100; // more chunks than there are
+  LogCapture log;
+  EXPECT_EQ(Insert(data, 0, 20, "x"), 0);
+  EXPECT_EQ(log.All(), "qelPackedData corrupted !\n");
 }
 
 TEST(qelPackedDataInsertChunk, FindsTheEndOfASlotAheadOfAnUnsetOne) {
