@@ -99,22 +99,19 @@ qelPackedData_t* qelPackedData_New(uint32_t slotCount) {
   const uint64_t capacity = (uint64_t{slotCount} + 1) * kBytesPerSlot;
   if (capacity > SIZE_MAX)
     return nullptr;
-  auto* data = static_cast<qelPackedData_t*>(malloc(sizeof(qelPackedData_t)));
+  auto* data = static_cast<qelPackedData_t*>(calloc(1, sizeof(qelPackedData_t)));
   if (data == nullptr)
     return nullptr;
-  memset(data, 0, sizeof(*data));
-  data->block = static_cast<char*>(malloc(static_cast<size_t>(capacity)));
+  // Pad bytes are never written and leave with the block: they must not show old memory.
+  data->block = static_cast<char*>(calloc(1, static_cast<size_t>(capacity)));
   if (data->block == nullptr) {
     free(data);
     return nullptr;
   }
-  // Pad bytes are never written and leave with the block: they must not show old memory.
-  memset(data->block, 0, static_cast<size_t>(capacity));
   data->slotCount = slotCount;
   data->capacity = capacity;
   data->used = (uint64_t{slotCount} + kHeaderWords) * kWord;
   data->header = reinterpret_cast<uint32_t*>(data->block);
-  data->header[0] = 0;
   data->header[1] = slotCount;
   memset(TableEntry(data, 0), 0xFF, size_t{slotCount} * kWord);
   return data;

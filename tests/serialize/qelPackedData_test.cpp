@@ -1,4 +1,4 @@
-// The program is linked so that every malloc of the library comes through here.
+// The program is linked so that every calloc of the library comes through here.
 
 #include <qel/serialize/qelPackedData.h>
 
@@ -15,14 +15,14 @@
 #include <qel/serialize/qelEscape.h>
 #include <tests/support/LogCapture.h>
 
-// Which malloc of this thread fails, from 1; 0 for none.
+// Which calloc of this thread fails, from 1; 0 for none.
 static thread_local int failing = 0;
 
-extern "C" void* __real_malloc(size_t size);
-extern "C" void* __wrap_malloc(size_t size) {
+extern "C" void* __real_calloc(size_t count, size_t size);
+extern "C" void* __wrap_calloc(size_t count, size_t size) {
   if (failing != 0 && --failing == 0)
     return nullptr;
-  return __real_malloc(size);
+  return __real_calloc(count, size);
 }
 
 namespace {
