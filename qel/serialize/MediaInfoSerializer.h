@@ -8,12 +8,13 @@
 // and backslash. "" is a value without a block. A reader takes a block whose size is
 // a multiple of 256 for none.
 //
-// A list comes back in reverse order. What does not come back: properties with
-// several values, which no parser reads, and properties without value; "null" is not written but read
-// as a value of the kind "none".
+// A list comes back in reverse order. A text with a property of several values, one
+// without value, a form feed or a number that is none can be written but not read
+// back; an empty list is read with a fault.
 //
 // ERRORS: neither operation fails; what goes wrong is logged.
-// THREADS: any. The list is held during Serialize.
+// THREADS: any. The list is held during Serialize; several threads may write one list
+// whose packed blocks are finished, as all copies in a property are.
 //===----------------------------------------------------------------------===//
 
 #include <companions/plugins/qelixPlugins.h>
@@ -23,7 +24,7 @@
 
 class QEL_EXPORT qelMediaInfoSerializer {
 public:
-  // The list as text; "" for null. Packed blocks are finished by it.
+  // The list as text; "" for null. A packed block that is not finished yet is finished by it.
   static qelCString Serialize(qelPropertyList* list);
 
   // The list in a text, null for the empty text and for one that holds no map. Of a text with a fault the

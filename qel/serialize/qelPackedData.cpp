@@ -231,7 +231,9 @@ char* qelPackedData_Detach(qelPackedData_t* data) {
 }
 
 const char* qelPackedData_GetData(qelPackedData_t* data, size_t* size) {
-  data->header[0] = static_cast<uint32_t>(data->used);
+  // A finished block is only read, so that several threads may ask for it at once.
+  if (data->header[0] != static_cast<uint32_t>(data->used))
+    data->header[0] = static_cast<uint32_t>(data->used);
   if (size != nullptr)
     *size = static_cast<size_t>(data->used);
   return data->block;

@@ -1,12 +1,16 @@
 #include <qel/serialize/MediaInfoSerializer.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <qel/core/Types.h>
 #include <qel/serialize/PropertyListFormatter.h>
+#include <tests/support/Gate.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/PropertyLists.h>
 
@@ -96,6 +100,30 @@ TEST_F(MediaInfoSerialize, EscapesASlashOfABlockForTheTextOnly) {
   EXPECT_THAT(text, testing::HasSubstr("a\\/%22b%5C%25\x80!"));
   const ListHold read(qelMediaInfoSerializer::Deserialize(text.c_str()));
   EXPECT_EQ(BytesOf(read.list->first->values[0].value.packed), BlockWith("a/\"b\\%\x80!"));
+}
+
+TEST_F(MediaInfoSerialize, LetsManyThreadsWriteOneList) {
+  const int kThreads = 4;
+  qelPropertyList* list = qelPropertyList_New();
+  list->first = qelProperty_New("md", 1);
+  SetPacked(list->first, BlockWith("ABC"));
+  const std::string expected = TextOf(list);
+  std::atomic<int> right{0};
+  Gate gate(kThreads);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    qelPropertyList_Take(list, nullptr); // this thread's hold
+    threads.emplace_back([&] {
+      gate.Pass();
+      for (int round = 0; round < 100; ++round)
+        right += TextOf(list) == expected ? 1 : 0;
+      qelPropertyList_Release(list);
+    });
+  }
+  qelPropertyList_Release(list);
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(right.load(), kThreads * 100);
 }
 
 TEST_F(MediaInfoDeserialize, GivesNullForTheEmptyText) {
