@@ -38,7 +38,7 @@ qelFRegion& qelFRegion::operator=(const qelFRegion& other) {
 qelFRegion& qelFRegion::operator=(const qelRect& rect) {
   const qelFRegionRectView view(rect); // holds the rectangle, which may be one of this region
   Empty();
-  Union(view);
+  Union(view.Region());
   return *this;
 }
 
@@ -51,7 +51,7 @@ void qelFRegion::Union(const qelFRegion& other) {
 }
 
 void qelFRegion::Union(const qelRect& rect) {
-  Union(qelFRegionRectView(rect));
+  Union(qelFRegionRectView(rect).Region());
 }
 
 bool qelFRegion::Intersect(const qelFRegion& other) {

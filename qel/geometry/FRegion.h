@@ -62,6 +62,7 @@ protected:
   // Adopts the array and sets no capacity. REQUIRES: the object never grows, and gives the array back
   // (rects null) before it ends, unless the array may be released with free.
   qelFRegion(qelRect* array, int n);
+  friend class qelFRegionRectView; // shows one rectangle as a region
 };
 
 #endif

@@ -371,17 +371,6 @@ void qelFRegion_Copy(qelFRegion* destination, const qelFRegion* source) {
 
 //===-- The view, the seam ------------------------------------------------===//
 
-qelFRegionRectView::qelFRegionRectView(const qelRect& rect) : qelFRegion(nullptr, 1) {
-  extents = rect;
-  rects = &extents;
-}
-
-qelFRegionRectView::~qelFRegionRectView() {
-  rects = nullptr;
-  count = 0;
-  capacity = 0;
-}
-
 void qelFRegion_SetReallocForTest(void* (*reallocate)(void* block, size_t size)) {
   g_reallocate = reallocate != nullptr ? reallocate : &realloc;
 }

@@ -17,14 +17,23 @@
 
 #include <qel/geometry/FRegion.h>
 
-// One rectangle seen as a region, without an allocation: its extents are its array.
-class qelFRegionRectView : public qelFRegion {
+// One rectangle seen as a region, without an allocation: its extents are its array. It holds the region
+// and does not derive from it: a DLL exports the type information of what derives from its classes.
+class qelFRegionRectView {
 public:
-  explicit qelFRegionRectView(const qelRect& rect);
-  ~qelFRegionRectView() override;
+  explicit qelFRegionRectView(const qelRect& rect) : m_region(nullptr, 1) {
+    m_region.extents = rect;
+    m_region.rects = &m_region.extents;
+  }
+  ~qelFRegionRectView() { m_region.rects = nullptr; } // not the region's to release
 
   qelFRegionRectView(const qelFRegionRectView&) = delete;
   qelFRegionRectView& operator=(const qelFRegionRectView&) = delete;
+
+  const qelFRegion& Region() const { return m_region; }
+
+private:
+  qelFRegion m_region;
 };
 
 // Adds to the result what becomes of the rows top..bottom-1, where a has the band a..aEnd-1 and b the

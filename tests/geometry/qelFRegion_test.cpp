@@ -68,9 +68,10 @@ int Allocations::s_failing = -1;
 
 TEST(RectView, ShowsARectangleInPlace) {
   const qelFRegionRectView view(qelRect(1, 2, 3, 4));
-  EXPECT_EQ(&view.extents, view.rects);
-  EXPECT_EQ(1, view.count);
-  EXPECT_EQ(Of(1, 2, 3, 4), FieldsOf(view.rects[0]));
+  const qelFRegion& region = view.Region();
+  EXPECT_EQ(&region.extents, region.rects);
+  EXPECT_EQ(1, region.count);
+  EXPECT_EQ(Of(1, 2, 3, 4), FieldsOf(region.rects[0]));
 }
 
 //===-- The sweep ---------------------------------------------------------===//
