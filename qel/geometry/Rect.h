@@ -10,7 +10,8 @@
 // Several operations differ from what their names suggest (IsEmpty, Union,
 // Subtract, ==); each tells how. For exact areas there is qelFRegion.
 //
-// ERRORS: none. REQUIRES: a result fits in an int, and no divisor is 0.
+// ERRORS: none. REQUIRES: a coordinate that is computed fits in an int, and no
+// divisor is 0.
 // THREADS: a plain value.
 //===----------------------------------------------------------------------===//
 
@@ -41,10 +42,12 @@ struct QEL_EXPORT qelRect {
   constexpr int GetRight() const { return right; }
   constexpr int GetBottom() const { return bottom; }
 
-  constexpr int Width() const { return right - left; }
-  constexpr int GetWidth() const { return right - left; }
-  constexpr int Height() const { return bottom - top; }
-  constexpr int GetHeight() const { return bottom - top; }
+  // Right minus left, bottom minus top. A size beyond an int wraps around, so that a rectangle over the
+  // whole plane can be logged.
+  constexpr int Width() const { return Distance(left, right); }
+  constexpr int GetWidth() const { return Width(); }
+  constexpr int Height() const { return Distance(top, bottom); }
+  constexpr int GetHeight() const { return Height(); }
 
   constexpr qelPoint UpperLeft() const { return qelPoint(left, top); }
   constexpr qelPoint LowerRight() const { return qelPoint(right, bottom); }
@@ -88,6 +91,11 @@ struct QEL_EXPORT qelRect {
   // Appends "Rect((left, top), (right, bottom)), W: width, H; height" to the log line that this thread
   // has opened; nothing without one.
   void qelLog_Append() const;
+
+private:
+  static constexpr int Distance(int from, int to) {
+    return static_cast<int>(static_cast<unsigned>(to) - static_cast<unsigned>(from));
+  }
 };
 
 constexpr qelRect operator+(const qelRect& rect, const qelPoint& distance) {

@@ -1,8 +1,11 @@
 #include <qel/geometry/Point.h>
 
 #include <climits>
+#include <type_traits>
 
 #include <gtest/gtest.h>
+
+static_assert(std::is_trivially_copyable<qelPoint>::value, "a plain value");
 
 #define EXPECT_POINT(point, column, row)                                                           \
   do {                                                                                             \

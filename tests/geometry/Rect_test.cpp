@@ -1,5 +1,8 @@
 #include <qel/geometry/Rect.h>
 
+#include <climits>
+#include <type_traits>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,6 +10,7 @@
 #include <tests/support/LogCapture.h>
 
 static_assert(sizeof(qelRect) == 4 * sizeof(int), "four fields without more");
+static_assert(std::is_trivially_copyable<qelRect>::value, "a plain value");
 
 static Fields Of(int left, int top, int right, int bottom) {
   return {left, top, right, bottom};
@@ -58,6 +62,14 @@ TEST(RectFields, GiveNegativeSizesWhenTheCornersAreSwapped) {
   const qelRect rect(10, 10, 4, 3);
   EXPECT_EQ(-6, rect.Width());
   EXPECT_EQ(-7, rect.Height());
+}
+
+TEST(RectFields, GiveSizesThatWrapAroundForTheWholePlane) {
+  const qelRect rect(INT_MIN, INT_MIN, INT_MAX, 0);
+  EXPECT_EQ(-1, rect.Width());
+  EXPECT_EQ(-1, rect.GetWidth());
+  EXPECT_EQ(INT_MIN, rect.Height());
+  EXPECT_EQ(INT_MIN, rect.GetHeight());
 }
 
 TEST(RectIsEmpty, IsFalseForALine) {
@@ -210,6 +222,75 @@ TEST(RectSubtract, CutsBothWaysInAnEmptyOverlap) {
   qelRect rect(0, 0, 10, 10);
   rect.Subtract(qelRect(0, 5, 10, 5));
   EXPECT_EQ(Of(0, 5, 10, 5), FieldsOf(rect));
+}
+
+//===-- Every pair on a small grid, swapped corners included ---------------===//
+
+namespace {
+
+void IntersectByTheSteps(qelRect* rect, const qelRect& r, bool* result) {
+  rect->left = rect->left > r.left ? rect->left : r.left;
+  rect->top = rect->top > r.top ? rect->top : r.top;
+  rect->right = rect->right < r.right ? rect->right : r.right;
+  rect->bottom = rect->bottom < r.bottom ? rect->bottom : r.bottom;
+  *result = rect->left < rect->right && rect->top < rect->bottom;
+  if (!*result)
+    rect->left = rect->top = rect->right = rect->bottom = 0;
+}
+
+void UnionByTheSteps(qelRect* rect, const qelRect& r) {
+  if (rect->left == rect->right && rect->top == rect->bottom) {
+    *rect = r;
+    return;
+  }
+  rect->left = rect->left < r.left ? rect->left : r.left;
+  rect->top = rect->top < r.top ? rect->top : r.top;
+  rect->right = rect->right > r.right ? rect->right : r.right;
+  rect->bottom = rect->bottom > r.bottom ? rect->bottom : r.bottom;
+}
+
+void SubtractByTheSteps(qelRect* rect, const qelRect& r) {
+  if (r.left <= rect->left && r.right >= rect->right) {
+    const bool cutsTheTopOff =
+        r.top == rect->top && r.bottom > rect->top && r.bottom < rect->bottom;
+    if (r.top >= rect->top && r.top <= rect->bottom && !cutsTheTopOff)
+      rect->bottom = r.top;
+    if (r.bottom >= rect->top && r.bottom <= rect->bottom)
+      rect->top = r.bottom;
+    return;
+  }
+  if (r.top > rect->top || r.bottom < rect->bottom)
+    return;
+  const bool cutsTheLeftOff = r.left == rect->left && r.right > rect->left && r.right < rect->right;
+  if (r.left >= rect->left && r.left <= rect->right && !cutsTheLeftOff)
+    rect->right = r.left;
+  if (r.right >= rect->left && r.right <= rect->right)
+    rect->left = r.right;
+}
+
+qelRect NthOnAGrid(int n) {
+  return qelRect(n % 4, n / 4 % 4, n / 16 % 4, n / 64 % 4);
+}
+
+} // namespace
+
+TEST(RectAlgebra, FollowsTheStepsForEveryPairOnASmallGrid) {
+  for (int i = 0; i != 256 * 256; ++i) {
+    const qelRect rect = NthOnAGrid(i / 256), other = NthOnAGrid(i % 256);
+    qelRect cut(rect), box(rect), rest(rect), expectedCut(rect), expectedBox(rect),
+        expectedRest(rect);
+    bool isLeft = false;
+    IntersectByTheSteps(&expectedCut, other, &isLeft);
+    UnionByTheSteps(&expectedBox, other);
+    SubtractByTheSteps(&expectedRest, other);
+    const bool result = cut.Intersect(other);
+    box.Union(other);
+    rest.Subtract(other);
+    if (result != isLeft || FieldsOf(cut) != FieldsOf(expectedCut) ||
+        FieldsOf(box) != FieldsOf(expectedBox) || FieldsOf(rest) != FieldsOf(expectedRest))
+      FAIL() << testing::PrintToString(FieldsOf(rect)) << " and "
+             << testing::PrintToString(FieldsOf(other));
+  }
 }
 
 TEST(RectMove, MovesBothCorners) {
