@@ -98,6 +98,15 @@ TEST(FRegionAssign, TakesARectangle) {
   EXPECT_THAT(RectsOf(region), ElementsAre(Of(1, 2, 3, 4)));
 }
 
+TEST(FRegionAssign, CountsARectangleWithoutArea) {
+  qelFRegion region(qelRect(1, 2, 3, 4));
+  region = qelRect(3, 3, 3, 3);
+  EXPECT_THAT(RectsOf(region), ElementsAre(Of(3, 3, 3, 3)));
+  EXPECT_TRUE(region.IsEmpty());
+  region = qelFRegion(qelRect(3, 3, 3, 3)); // unlike a copy
+  EXPECT_EQ(1, region.count);
+}
+
 TEST(FRegionAssign, TakesARectangleOfItsOwn) {
   qelFRegion region = Union({0, 0, 1, 1}, {5, 5, 6, 6});
   region = region.Extents();

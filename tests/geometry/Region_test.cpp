@@ -1,6 +1,7 @@
 #include <qel/geometry/Region.h>
 
 #include <string>
+#include <type_traits>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,6 +30,21 @@ std::string DumpOf(const qelRegion& region) {
 }
 
 } // namespace
+
+static_assert(!std::is_default_constructible<qelRegion>::value, "made by its kinds alone");
+static_assert(!std::is_destructible<qelRegion>::value, "destroyed by its kinds alone");
+static_assert(std::has_virtual_destructor<PlainRegion>::value, "destroyed as what it is");
+static_assert(std::has_virtual_destructor<qelFRegion>::value, "destroyed as what it is");
+static_assert(std::has_virtual_destructor<qelSERegion>::value, "destroyed as what it is");
+
+TEST(RegionMake, KeepsItsFieldsInOrder) {
+  const PlainRegion region;
+  const void* const extents = &region.extents;
+  const void* const rects = &region.rects;
+  const void* const count = &region.count;
+  EXPECT_LT(extents, rects);
+  EXPECT_LT(rects, count);
+}
 
 TEST(RegionMake, IsEmptyWithoutAnArray) {
   const PlainRegion region;

@@ -41,7 +41,7 @@ bool IsSame(const qelFRegion& a, const qelFRegion& b) {
   return RectsOf(a) == RectsOf(b) && FieldsOf(a.extents) == FieldsOf(b.extents);
 }
 
-// Counts the allocations of the sweep and makes one of them fail. Blocks always move.
+// Counts the allocations of the sweep and makes one of them fail.
 class Allocations {
 public:
   explicit Allocations(int failing = -1) {
