@@ -231,7 +231,8 @@ TEST(FRegionUnionOverlap, FusesOnlyWithinItsRows) {
   SetRects(&region, {{0, 0, 9, 1}});
   const qelRect a[] = {{0, 0, 2, 9}};
   EXPECT_EQ(0, qelFRegion_UnionOverlap(&region, a, a + 1, a, a + 1, 1, 2));
-  EXPECT_THAT(RectsOf(region), ElementsAre(Of(0, 0, 9, 1), Of(0, 1, 2, 2)));
+  EXPECT_EQ(0, qelFRegion_UnionOverlap(&region, a, a + 1, a, a + 1, 1, 3)); // the same top alone
+  EXPECT_THAT(RectsOf(region), ElementsAre(Of(0, 0, 9, 1), Of(0, 1, 2, 2), Of(0, 1, 2, 3)));
 }
 
 TEST(FRegionIntersectOverlap, StepsTheOneThatEndsFirst) {
