@@ -5,10 +5,13 @@
 //===----------------------------------------------------------------------===//
 
 #include <qel/core/CString.h>
+#include <qel/core/CStringTokenizer.h>
 #include <qel/core/CharBuffer.h>
 #include <qel/core/Convert.h>
 #include <qel/core/DateTime.h>
 #include <qel/core/String.h>
+#include <qel/core/StringList.h>
+#include <qel/core/StringTokenizer.h>
 #include <qel/core/UInt64.h>
 
 #include <qel/containers/BaseList.h>
