@@ -9,6 +9,7 @@
 #include <qel/core/CharBuffer.h>
 #include <qel/core/Convert.h>
 #include <qel/core/DateTime.h>
+#include <qel/core/Error.h>
 #include <qel/core/String.h>
 #include <qel/core/StringList.h>
 #include <qel/core/StringTokenizer.h>
