@@ -16,6 +16,9 @@
 #include <qel/core/UInt64.h>
 
 #include <qel/containers/BaseList.h>
+#include <qel/containers/BitString.h>
+#include <qel/containers/DataBuffer.h>
+#include <qel/containers/GrowingBuffer.h>
 #include <qel/containers/List.h>
 #include <qel/containers/Ref.h>
 #include <qel/containers/RefCounted.h>

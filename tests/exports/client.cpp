@@ -181,11 +181,41 @@ static void UsePropertyLists() {
   qelPropertyList_Release(list);
 }
 
+static void UseText() {
+  qelCStringTokenizer narrow("a,b", ",", qelTokenDefault);
+  Expect(narrow.CountTokens() == 2 && narrow.GetNextToken() == "a", "the tokenizer");
+  const qelCStringTokenizer copy(narrow);
+  Expect(copy.GetString() == "b", "a copied tokenizer");
+  qelStringTokenizer wide(QEL_W("a b"), QEL_W(" "), qelTokenDefault);
+  Expect(wide.GetMode() == qelTokenStrtok && wide.GetNextToken() == QEL_W("a"), "the wide one");
+
+  qelStringList* list = new qelCSVStringList("1,,2", '\\');
+  list->RemoveEmpty();
+  Expect(list->GetString(0) == "1,2" && list->GetAtInt32(1, 7) == 2, "the list");
+  delete list;
+
+  qelError error(2, "y");
+  error.ConvertTo(5, "x");
+  Expect(error.ToString() == " (error: 5 'x') (error: 2 'y')", "the error");
+}
+
+static void UseBuffers() {
+  qelGrowingBuffer sink;
+  sink += "n=";
+  sink += 12;
+  const qelDataBuffer data(sink.buffer(), sink.length());
+  Expect(data.size() == 4 && std::memcmp(data.data(), "n=12", 4) == 0, "the buffers");
+  qelBitString bits(static_cast<const unsigned char*>(data.data()), data.size());
+  Expect(bits.Peek(4) == 6 && bits.Get(8) == 'n', "the bit reader");
+}
+
 int main() {
   UseConstants();
   UseHashMap();
   UseLists();
   UseReferences();
+  UseText();
+  UseBuffers();
   UseSerializers();
   UsePropertyLists();
   return g_failures;
