@@ -44,7 +44,8 @@ void qelBase64_Encode(const void* data, size_t length, char** out) {
   *out = nullptr;
   if (length == 0)
     length = strlen(static_cast<const char*>(data));
-  char* text = static_cast<char*>(malloc(length * 4 / 3 + 4)); // enough for a last group, too
+  // Four thirds and enough for a last group, in a form that cannot overflow.
+  char* text = static_cast<char*>(malloc(length + length / 3 + 4));
   if (text == nullptr)
     return;
   *out = text;

@@ -1,5 +1,6 @@
 #include <qel/serialize/qelEscape.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include <qel/core/qelMem.h>
@@ -7,6 +8,11 @@
 
 static const char kDigits[] = "0123456789ABCDEF";
 static const unsigned char kFirstHigh = 128; // the table ends ahead of it
+
+// The bytes that so many take at most. More than memory has addresses is exhaustion, not a small block.
+static size_t EscapedSize(size_t size) {
+  return size <= (SIZE_MAX - 1) / 3 ? size * 3 : SIZE_MAX / 2;
+}
 
 static char* Finish(char* text, char* end, int terminator, size_t* outSize) {
   if (terminator != 0)
@@ -19,7 +25,7 @@ static char* Finish(char* text, char* end, int terminator, size_t* outSize) {
 char* qelEscape_Bytes(const void* data, size_t size, int terminator, const unsigned char* table,
                       char escape, int high, size_t* outSize) {
   const unsigned char* bytes = static_cast<const unsigned char*>(data);
-  char* text = static_cast<char*>(qelMem_Alloc(size * 3 + (terminator != 0 ? 1 : 0)));
+  char* text = static_cast<char*>(qelMem_Alloc(EscapedSize(size) + (terminator != 0 ? 1 : 0)));
   char* end = text;
   for (size_t i = 0; i != size; ++i) {
     const unsigned char byte = bytes[i];
@@ -43,6 +49,8 @@ char* qelUnescape_Bytes(const char* text, size_t length, int terminator, char es
       *end++ = text[i];
       continue;
     }
+    // INTENDED: a malformed escape vanishes without a word, so that no text is refused as a whole.
+    // Pinned by qelUnescapeBytes.DropsMalformedEscapes.
     if (length - i <= 2)
       break;
     unsigned char high = 0;

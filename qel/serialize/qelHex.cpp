@@ -112,6 +112,8 @@ int qelHex_Decode(const char* text, size_t length, size_t wordSize, int order, v
     return kMalformed;
   }
   const size_t stored = IsKnownWordSize(wordSize) ? size - size % wordSize : 0;
+  // INTENDED: any order but 0 swaps, though only 1 and 2 do when encoding: texts of the two orders that
+  // are written come back either way. Pinned by qelHexDecode.ReadsWordsInTheOrderAsked.
   if (order != 0 && stored != 0)
     SwapWords(bytes, stored, wordSize);
   for (size_t i = stored; i != size; ++i)

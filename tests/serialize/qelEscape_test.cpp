@@ -1,5 +1,6 @@
 #include <qel/serialize/qelEscape.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -7,6 +8,16 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <tests/support/Fatal.h>
+
+// So that an impossible size comes back to the library under a sanitizer too.
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options() {
+  return "allocator_may_return_null=1";
+}
 
 namespace {
 
@@ -69,6 +80,14 @@ TEST(qelEscapeBytes, CountsTheTerminator) {
   char* text = qelEscape_Bytes("%", 1, 1, kSafe.flags, '%', 0, nullptr);
   EXPECT_STREQ(text, "%25");
   free(text);
+}
+
+TEST(qelEscapeBytes, IsFatalForMoreBytesThanMemoryHas) {
+  for (const size_t size : {SIZE_MAX / 3, SIZE_MAX / 3 + 1, SIZE_MAX / 2, SIZE_MAX - 1}) {
+    for (const int terminator : {0, 1})
+      EXPECT_FATAL(qelEscape_Bytes("", size, terminator, kSafe.flags, '%', 0, nullptr),
+                   "memory:malloc");
+  }
 }
 
 TEST(qelUnescapeBytes, ReadsDigitsOfBothCases) {
