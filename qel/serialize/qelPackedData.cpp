@@ -215,6 +215,8 @@ void qelPackedData_Delete(qelPackedData_t* data) {
 qelPackedData_t* qelPackedData_Duplicate(qelPackedData_t* data) {
   if (data == nullptr)
     return nullptr;
+  // INTENDED: of a block that has grown the word is the capacity, so the copy carries the tail. Pinned
+  // by qelPackedDataDuplicate.CarriesTheTailOfAGrownBlock.
   // Below `used` the word is 0, or left from a GetData before later writing: either way it would cut
   // the copy short.
   if (data->header[0] < data->used)
@@ -269,7 +271,9 @@ const char* qelPackedData_GetChunkOrEmpty(const qelPackedData_t* data, uint32_t 
   return payload != nullptr ? payload : "";
 }
 
-// The first `width` bytes of the payload, whatever its size.
+// The first `width` bytes of the payload. INTENDED: its size is not looked at, so what lies behind a
+// shorter one counts as well, and who stored a number need not say how wide it was. Pinned by
+// qelPackedDataGetU32.ReadsLittleEndianBytesWhateverTheSize.
 static uint32_t GetNumber(const qelPackedData_t* data, uint32_t slot, uint16_t id, uint32_t width) {
   const char* payload = qelPackedData_FindChunk(data, slot, id, nullptr);
   if (payload == nullptr)
@@ -355,8 +359,9 @@ static void qelPackedData_Reserve(qelPackedData_t* data, uint64_t n) {
         (uint64_t{data->slotCount} - data->begunSlots + 1) * (data->capacity / data->begunSlots);
   const uint64_t old = data->capacity;
   data->capacity += extra + n + kGrowthSlack;
-  data->block =
-      static_cast<char*>(qelMem_Realloc(data->block, static_cast<size_t>(data->capacity)));
+  // More than memory has addresses is exhaustion, not a small block.
+  const uint64_t size = data->capacity <= SIZE_MAX ? data->capacity : SIZE_MAX / 2;
+  data->block = static_cast<char*>(qelMem_Realloc(data->block, static_cast<size_t>(size)));
   memset(data->block + old, 0, static_cast<size_t>(data->capacity - old)); // for the pad bytes
   data->header = reinterpret_cast<uint32_t*>(data->block);
   data->header[0] = static_cast<uint32_t>(data->capacity);
@@ -415,17 +420,19 @@ uint32_t qelPackedData_BeginSlot(qelPackedData_t* data) {
 
 // 1, or 0 for a chunk that is refused.
 static int AppendToOpenSlot(qelPackedData_t* data, uint16_t id, const void* bytes, size_t size) {
+  if (IsTooLarge(size))
+    return 0;
   const uint32_t slot = data->begunSlots - 1;
   if (*TableEntry(data, slot) > kLastOffset)
     *TableEntry(data, slot) = static_cast<uint32_t>(data->used - kCountSize);
-  if (IsTooLarge(size) || IsFull(data, slot))
+  if (IsFull(data, slot))
     return 0;
   const uint32_t chunkSize = static_cast<uint32_t>(size);
   const uint32_t needed = kChunkHeader + Padded(chunkSize);
   qelPackedData_Reserve(data, needed);
-  const uint32_t place = static_cast<uint32_t>(data->used - data->tail);
-  if (data->tail != 0)
-    qelPackedData_Shift(data, place, static_cast<int32_t>(needed)); // the tail stays behind
+  const uint64_t place = data->used - data->tail;
+  if (data->tail != 0) // which stays behind
+    qelPackedData_Shift(data, static_cast<uint32_t>(place), static_cast<int32_t>(needed));
   else
     data->used += needed;
   WriteChunk(data->block + place, id, bytes, chunkSize);

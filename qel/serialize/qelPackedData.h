@@ -71,7 +71,8 @@ qelPackedData_t* qelPackedData_Open(void* block);
 // A record with a copy of the block. REQUIRES: the block is valid.
 qelPackedData_t* qelPackedData_OpenCopy(const void* block);
 
-// Release the record's block and take another, as Open and OpenCopy do.
+// Release the record's block and take another, as Open and OpenCopy do. A copy may be one of the
+// record's own block; SetBlock REQUIRES another one.
 void qelPackedData_SetBlock(qelPackedData_t* data, void* block);
 void qelPackedData_SetBlockCopy(qelPackedData_t* data, const void* block);
 

@@ -1,4 +1,4 @@
-// The program is linked so that every calloc of the library comes through here.
+// The program is linked so that every calloc and realloc of the library comes through here.
 
 #include <qel/serialize/qelPackedData.h>
 
@@ -13,16 +13,25 @@
 #include <gtest/gtest.h>
 
 #include <qel/serialize/qelEscape.h>
+#include <tests/support/Fatal.h>
 #include <tests/support/LogCapture.h>
 
-// Which calloc of this thread fails, from 1; 0 for none.
+// Which calloc of this thread fails, from 1; 0 for none. The same for realloc.
 static thread_local int failing = 0;
+static thread_local int failingRealloc = 0;
 
 extern "C" void* __real_calloc(size_t count, size_t size);
 extern "C" void* __wrap_calloc(size_t count, size_t size) {
   if (failing != 0 && --failing == 0)
     return nullptr;
   return __real_calloc(count, size);
+}
+
+extern "C" void* __real_realloc(void* block, size_t size);
+extern "C" void* __wrap_realloc(void* block, size_t size) {
+  if (failingRealloc != 0 && --failingRealloc == 0)
+    return nullptr;
+  return __real_realloc(block, size);
 }
 
 namespace {
@@ -484,6 +493,51 @@ TEST(qelPackedDataReserve, ForecastsTheSlotsToCome) {
   qelPackedData_BeginSlot(data.get());
   Add(data, 1, std::string(2000, 'x'));
   EXPECT_EQ(data->capacity, 1408u + 8 * (1408 / 3) + 2004 + 128);
+}
+
+TEST(qelPackedDataReserve, CountsASlotThatBegins) {
+  const Data data = New(2); // 384 bytes
+  qelPackedData_BeginSlot(data.get());
+  Add(data, 1, std::string(360, 'x'));
+  ASSERT_EQ(data->used, 382u);
+  ASSERT_EQ(data->capacity, 384u);
+  EXPECT_EQ(qelPackedData_BeginSlot(data.get()), 382u);
+  EXPECT_EQ(data->capacity, 384u + 1 * (384 / 2) + 2 + 128);
+}
+
+TEST(qelPackedDataReserve, CountsWhatAnInsertionOrUpdateNeeds) {
+  const std::string bytes = Block(Sample()); // two of three slots
+  ASSERT_EQ(bytes.size(), 44u);
+  const Data inserted(qelPackedData_OpenCopy(bytes.data()));
+  EXPECT_EQ(Insert(inserted, 0, 20, "a"), 1);
+  EXPECT_EQ(inserted->capacity, 44u + 2 * (44 / 2) + 6 + 128);
+  const Data updated(qelPackedData_OpenCopy(bytes.data()));
+  EXPECT_EQ(Update(updated, 0, 7, "abcde"), 1);
+  EXPECT_EQ(updated->capacity, 44u + 2 * (44 / 2) + 2 + 128);
+  const Data same(qelPackedData_OpenCopy(bytes.data()));
+  EXPECT_EQ(Update(same, 0, 7, "abcd"), 1);
+  EXPECT_EQ(same->capacity, 44u);
+}
+
+TEST(qelPackedDataReserve, IsFatalWithoutMemory) {
+  const Data data(qelPackedData_OpenCopy(Block(Sample()).data()));
+  EXPECT_FATAL((failingRealloc = 1, Add(data, 1, "x")), "memory:realloc");
+  EXPECT_FATAL((failingRealloc = 1, Insert(data, 0, 1, "x")), "memory:realloc");
+  EXPECT_FATAL((failingRealloc = 1, Update(data, 0, 7, "larger")), "memory:realloc");
+  EXPECT_FATAL((failingRealloc = 1, qelPackedData_BeginSlot(data.get())), "memory:realloc");
+}
+
+TEST(qelPackedDataAddChunk, TakesTheLastTwoBytesForTheRecordOfASlotThatIsNotSet) {
+  const Data data = New(1);
+  EXPECT_EQ(qelPackedData_BeginSlot(data.get()), 12u);
+  for (const uint32_t unset : {0xFFFFFFFEu, 0xFFFFFFFFu}) {
+    data->header[2] = unset;
+    data->used = 14;
+    data->block[12] = 0;
+    Add(data, 1, "x");
+    EXPECT_EQ(TableEntry(data, 0), 12u);
+    EXPECT_EQ(Find(data, 0, 1), "x");
+  }
 }
 
 TEST(qelPackedDataAddChunk, DoesNothingWithoutASlot) {
