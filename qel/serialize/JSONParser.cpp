@@ -152,7 +152,9 @@ static int HexValue(char c) {
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-// What stands for the escape letter, 0 if there is no such escape.
+// What stands for the escape letter, 0 if there is no such escape. INTENDED: there is none for a form
+// feed, though the formatter writes one. What is refused is a promise as well. Pinned by
+// qelJSONFormatterParse.CannotReadBackSomeThingsThatTheFormatterWrites.
 static char EscapedByte(char letter) {
   switch (letter) {
   case '"':
@@ -397,7 +399,7 @@ int qelJSONFormatter::Parse(const char* text, qelISerialize& target, int&, int&)
     case State_String:
       at = AppendPlain(at, quote, token);
       if (*at == quote) {
-        target.String(token.Text(), false);
+        target.String(token.Text(), /*raw=*/false);
         *frame = kValueDone;
         ++at;
       } else if (*at == '\\') {
@@ -445,7 +447,10 @@ int qelJSONFormatter::Parse(const char* text, qelISerialize& target, int&, int&)
 
     case State_Number:
       at = SkipNumber(at, &isFloat);
-      if (*at == '\0') // A number that ends with the text is incomplete.
+      // INTENDED: a number or a word at the top ends only at a byte behind it; with the text's end it is
+      // incomplete. Callers put a blank behind a bare value. Pinned by
+      // qelJSONFormatterParse.NeedsAByteBehindAWordOrNumberAtTheTop.
+      if (*at == '\0')
         break;
       if (!(isFloat ? DeliverFloat(number, at, target) : DeliverInteger(number, at, target)))
         return Code_BadNumber;
@@ -498,7 +503,10 @@ int qelJSONFormatter::Parse(const char* text, qelISerialize& target, int&, int&)
     case State_Key:
       at = AppendPlain(at, quote, token);
       if (*at == quote) {
-        target.MapKey(token.Text(), true);
+        // INTENDED: keys are handed on as raw, so a formatter as the target writes them without
+        // quotes. Targets may look at the flag. Pinned by
+        // qelJSONFormatterParse.WritesKeysWithoutQuotesIntoAPlainFormatter.
+        target.MapKey(token.Text(), /*raw=*/true);
         *frame = {State_Skip, State_Colon};
         ++at;
       } else if (*at == '\\') {

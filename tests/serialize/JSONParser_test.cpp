@@ -417,6 +417,21 @@ TEST(qelJSONFormatterParse, NestsTwentyContainersIfTheInnermostIsEmpty) {
   }
 }
 
+TEST(qelJSONFormatterParse, MayBeCalledByItsTarget) {
+  struct Nested : JSONEvents {
+    JSONEvents inner;
+    int code = -1;
+    int String(const char* value, bool raw) override {
+      code = qelJSONFormatter::Parse(value, inner); // the value is what the outer one still holds
+      return JSONEvents::String(value, raw);
+    }
+  } target;
+  EXPECT_EQ(qelJSONFormatter::Parse("{'a':'[true,{\\\"b\\\":2}]','c':3}", target), 0);
+  EXPECT_EQ(target.code, 0);
+  EXPECT_EQ(target.inner.Joined(), "[ true { key raw <b> s32 2 } ]");
+  EXPECT_EQ(target.Joined(), "{ key raw <a> string <[true,{\"b\":2}]> key raw <c> s32 3 }");
+}
+
 TEST(qelJSONFormatterParse, DoesNotWriteThePlaceOfAFault) {
   int line = -7;
   int column = -8;
