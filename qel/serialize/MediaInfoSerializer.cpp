@@ -1,5 +1,5 @@
 #define QEL_LOG_MODULE 0
-#define QEL_LOG_FILE "..\\..\\qelMediaInfoSerializer"
+#define QEL_LOG_FILE "..\\..\\MediaInfoSerializer"
 
 #include <qel/serialize/MediaInfoSerializer.h>
 
@@ -7,8 +7,8 @@
 
 #include <qel/core/Log.h>
 #include <qel/serialize/JSONFormatter.h>
+#include <qel/serialize/MediaPropertyListSerializer.h>
 #include <qel/serialize/PropertyListFormatter.h>
-#include <qel/serialize/PropertyListSerializer.h>
 #include <qel/serialize/qelPackedText.h>
 
 namespace {
@@ -21,16 +21,6 @@ public:
   }
 };
 
-// Packed blocks as text.
-class qelMediaPropertyListSerializer : public qelPropertyListSerializer {
-protected:
-  int SerializeData(qelData* data, qelISerialize& target) override {
-    if (data->kind == QEL_DATA_PACKEDDATA)
-      return qelPackedText_Write(data->value.packed, target);
-    return qelPropertyListSerializer::SerializeData(data, target);
-  }
-};
-
 // Packed blocks from text. The text may come from anywhere, and nobody else has hold of the lists, so
 // those that don't reach the caller are released here.
 class qelMediaPropertyListFormatter : public qelPropertyListFormatter {
@@ -39,8 +29,8 @@ public:
   int String(const char* value, bool raw) override {
     if (!IsPacked())
       return qelPropertyListFormatter::String(value, raw);
-    qelPackedData_t* data = qelPackedText_Read(value);
     qelProperty_Resize(m_property, m_valueIndex + 1);
+    qelPackedData_t* data = qelPackedText_Read(value);
     qelProperty_Set_packedData(m_property, data, /*copy=*/1, m_valueIndex++);
     qelPackedData_Delete(data);
     return 0;
@@ -58,9 +48,9 @@ public:
     for (uint32_t i = 1; i < m_depth; ++i)
       qelPropertyList_Release(m_stack[i]);
     qelPropertyList* list = Reset();
-    if (m_property != nullptr)
-      DropPending();
-    qelPropertyList_Release(Reset()); // the outermost, when the text ended in a map in a map
+    // When the text ended in a map in a map, the outermost list is left, and takes the property along.
+    qelPropertyListFormatter::MapEnd();
+    qelPropertyList_Release(Reset());
     return list;
   }
 
@@ -68,13 +58,6 @@ private:
   bool IsPacked() const {
     return m_property != nullptr &&
            (strcmp(m_property->key, "md") == 0 || strcmp(m_property->key, "rd") == 0);
-  }
-
-  // A property can only be freed with a list.
-  void DropPending() {
-    if (m_list == nullptr)
-      Push();
-    qelPropertyListFormatter::MapEnd();
   }
 };
 

@@ -8,9 +8,11 @@
 // and backslash. "" is a value without a block. A reader takes a block whose size is
 // a multiple of 256 for none.
 //
-// A list comes back in reverse order. A text with a property of several values, one
-// without value, a form feed or a number that is none can be written but not read
-// back; an empty list is read with a fault.
+// A list comes back in reverse order. Wide text comes back as UTF-8, a fraction with
+// its six digits, a 64-bit number as its low 32 bits (of the largest signed one when
+// it lies beyond that), and a block under another key as its text. A text with a
+// property of several values, one without value, a form feed or a number that is none
+// can be written but not read back; an empty list is read with a fault.
 //
 // ERRORS: neither operation fails; what goes wrong is logged.
 // THREADS: any. The list is held during Serialize; several threads may write one list

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include <qel/core/qelMem.h>
-#include <qel/serialize/qelPackedText.h>
+#include <qel/serialize/MediaPropertyListSerializer.h>
 
 static void LinkAtHead(qelPropertyList* list, qelProperty* property) {
   property->next = list->first;
@@ -82,6 +82,8 @@ int qelPropertyListFormatter::U32(qelULong value) {
   return 0;
 }
 
+// INTENDED: a number below 0 comes out as a large one. Lists know no signed kind, and readers that
+// expect one take the bits. Pinned by PropertyListFormatter.KeepsValuesOfEveryKind.
 int qelPropertyListFormatter::S32(qelLong value) {
   return U32(static_cast<qelULong>(value));
 }
@@ -107,6 +109,8 @@ int qelPropertyListFormatter::Null() {
 }
 
 qelPropertyList* qelPropertyListFormatter::Reset() {
+  // INTENDED: the pending property stays out of the list and pending. What is handed over holds whole
+  // members alone. Pinned by PropertyListFormatterReset.LeavesThePendingPropertyPending.
   qelPropertyList* list = m_list;
   m_list = m_depth != 0 ? m_stack[0] : nullptr;
   m_depth = 0;
@@ -129,7 +133,9 @@ qelPropertyList* qelPropertyListFormatter::Pop() {
   return list;
 }
 
-// The pending property becomes the first of the current list.
+// INTENDED: the pending property becomes the first of the current list, so the order of events is
+// reversed, with each reading once more. Lists are looked up by key; of two properties with one key the
+// later one counts. Pinned by PropertyListFormatter.ReversesAListThatIsPlayedAndBuiltAgain.
 void qelPropertyListFormatter::LinkPending() {
   if (m_property == nullptr)
     return;
@@ -150,53 +156,22 @@ bool qelPropertyListFormatter::MakeRoom() {
 
 // Walks -------------------------------------------------------------------------
 
-static int PlayData(const qelData& data, qelISerialize& target) {
-  switch (data.kind) {
-  case QEL_DATA_UINT32:
-    return target.U32(data.value.u32);
-  case QEL_DATA_DOUBLE:
-    return target.Float(data.value.number);
-  case QEL_DATA_UINT64:
-    return target.U64(data.value.u64);
-  case QEL_DATA_CHARPTR:
-    return target.String(data.value.text, /*raw=*/false);
-  case QEL_DATA_NONE:
-    return 0;
-  case QEL_DATA_PACKEDDATA:
-    return qelPackedText_Write(data.value.packed, target);
-  case QEL_DATA_WCHARPTR:
-    return target.String(data.value.wide, /*raw=*/false);
-  default:
-    return target.Null();
-  }
-}
-
-static int PlayProperty(const qelProperty& property, qelISerialize& target) {
-  int status = target.MapKey(property.key, /*raw=*/false);
-  if (status == 0 && property.count > 1)
-    status = target.ArrayBegin();
-  for (uint32_t i = 0; status == 0 && i < property.count; ++i)
-    status = PlayData(property.values[i], target);
-  if (status == 0 && property.count > 1)
-    status = target.ArrayEnd();
-  return status;
-}
-
 int qelPropertyListFormatter::Serialize(qelPropertyList* list, qelISerialize& target) {
+  qelMediaPropertyListSerializer serializer;
   int status = target.MapBegin();
-  const qelProperty* property = list != nullptr ? list->first : nullptr;
+  qelProperty* property = list != nullptr ? list->first : nullptr;
   for (; status == 0 && property != nullptr; property = property->next)
-    status = PlayProperty(*property, target);
+    status = serializer.SerializeProperty(property, target);
   return status == 0 ? target.MapEnd() : status;
 }
 
 int qelPropertyListFormatter::SerializeKeyValue(qelPropertyList* list, const char* key,
                                                 qelISerialize& target) {
   // A null key would take a hold and find nothing, and the hold would stay.
-  const qelProperty* property = key != nullptr ? qelPropertyList_Take(list, key) : nullptr;
+  qelProperty* property = key != nullptr ? qelPropertyList_Take(list, key) : nullptr;
   if (property == nullptr)
     return 0;
-  const int status = PlayProperty(*property, target);
+  const int status = qelMediaPropertyListSerializer().SerializeProperty(property, target);
   qelPropertyList_Release(list);
   return status;
 }
