@@ -229,6 +229,7 @@ TEST_F(MediaInfoDeserialize, LogsAFaultAndKeepsTheMembersAheadOfIt) {
   EXPECT_EQ(line.text, "Cannot deserialize media info '{\"a\":1,\"b\":2,\"c\":3 \"d\":4}'\n");
   EXPECT_EQ(line.level, 1u);
   EXPECT_EQ(line.module, 0u);
+  EXPECT_EQ(line.file, "..\\..\\MediaInfoSerializer");
 }
 
 TEST_F(MediaInfoDeserialize, GivesNullForATextWithoutMap) {
@@ -270,6 +271,42 @@ TEST_F(MediaInfoText, ReadsBackWhatWasWrittenInReverse) {
                         "\"md\":\"") +
                 kBlockText + "\",\"a\":5,}");
   EXPECT_EQ(Rewritten(reversed), text);
+}
+
+// What is read without a fault, but as another value than was written.
+TEST_F(MediaInfoText, LosesWhatItHasNoFormFor) {
+  ListHold hold;
+  qelProperty_Set_uint64(hold.Add("q"), 0x500000007u, 0);
+  qelProperty_Set_uint64(hold.Add("big"), 0xFFFFFFFFFFFFFFFEu, 0);
+  qelProperty_Set_double(hold.Add("d"), 0.00000049, 0);
+  qelProperty_Set_wcharPtr(hold.Add("w"), QEL_W("\xE9"), 1, 0);
+  SetPacked(hold.Add("x"), BlockWith("ABC"));
+  LogCapture capture;
+  const ListHold read(qelMediaInfoSerializer::Deserialize(TextOf(hold.list).c_str()));
+  EXPECT_THAT(capture.Lines(), testing::IsEmpty());
+  EventLog log;
+  EXPECT_EQ(qelPropertyListFormatter::Serialize(read.list, log), 0);
+  EXPECT_EQ(log.text, std::string("{ key<x> text<") + kBlockText +
+                          "> key<w> text<\xC3\xA9> key<d> float:0.000000 "
+                          "key<big> u32:4294967295 key<q> u32:7 } ");
+}
+
+TEST_F(MediaInfoText, CannotBeReadPastWhatTheReaderDoesNotKnow) {
+  LogCapture capture;
+  ListHold several;
+  qelProperty_Set_charPtr(several.Add("k", 2), "a", 1, 0);
+  qelProperty_Set_charPtr(several.list->first, "b", 1, 1);
+  EXPECT_EQ(Rewritten(TextOf(several.list)), "{,}");
+  ListHold none;
+  none.Add("k");
+  EXPECT_EQ(Rewritten(TextOf(none.list)), "{,}");
+  ListHold formFeed;
+  qelProperty_Set_charPtr(formFeed.Add("k"), "\f", 1, 0);
+  EXPECT_EQ(Rewritten(TextOf(formFeed.list)), "{,}");
+  EXPECT_THAT(capture.Texts(),
+              testing::ElementsAre("Cannot deserialize media info '{\"k\":[\"a\"\"b\"],}'\n",
+                                   "Cannot deserialize media info '{\"k\":,}'\n",
+                                   "Cannot deserialize media info '{\"k\":\"\\f\",}'\n"));
 }
 
 TEST_F(MediaInfoText, OfAnEmptyListCannotBeReadWithoutAFault) {

@@ -169,17 +169,73 @@ TEST_F(PropertyListFormatter, TakesAnEndWithoutBegin) {
 TEST_F(PropertyListFormatter, CopiesItsFieldsAsTheyStand) {
   OpenFormatter formatter;
   formatter.MapBegin();
+  formatter.MapBegin();
   formatter.MapKey("a", false);
   formatter.U32(1);
   OpenFormatter copy(formatter);
-  EXPECT_EQ(copy.m_property, formatter.m_property);
-  EXPECT_EQ(copy.m_stack, formatter.m_stack);
-  EXPECT_EQ(copy.m_list, formatter.m_list);
-  EXPECT_EQ(copy.m_depth, formatter.m_depth);
-  EXPECT_EQ(copy.m_valueIndex, 1u);
+  OpenFormatter assigned;
+  assigned = formatter;
+  for (const OpenFormatter* other : {&copy, &assigned}) {
+    EXPECT_EQ(other->m_property, formatter.m_property);
+    EXPECT_EQ(other->m_stack, formatter.m_stack);
+    EXPECT_EQ(other->m_list, formatter.m_list);
+    EXPECT_EQ(other->m_depth, 1u);
+    EXPECT_EQ(other->m_valueIndex, 1u);
+  }
+  formatter.m_stack = assigned.m_stack = nullptr; // one of the three may free it
+  const ListHold inner(copy.m_list);
   copy.MapEnd();
-  const ListHold hold(copy.Reset());
-  EXPECT_EQ(EventsOf(hold.list), "{ key<a> u32:1 } ");
+  const ListHold outer(copy.Reset());
+  EXPECT_EQ(EventsOf(inner.list), "{ key<a> u32:1 } ");
+  EXPECT_EQ(EventsOf(outer.list), "{ } ");
+}
+
+// What the destructor leaves behind is still there for whoever knows of it.
+TEST_F(PropertyListFormatter, FreesNeitherListNorPropertyWhenDestroyed) {
+  qelPropertyList* outer = nullptr;
+  qelPropertyList* inner = nullptr;
+  {
+    OpenFormatter formatter;
+    formatter.MapBegin();
+    outer = formatter.m_list;
+    formatter.MapBegin();
+    inner = formatter.m_list;
+    formatter.MapKey("a", false);
+    inner->first = formatter.m_property;
+  }
+  EXPECT_EQ(qelPlugins_CountLists(), 2u);
+  EXPECT_EQ(qelPlugins_CountProperties(), 1u);
+  qelPropertyList_Release(outer);
+  qelPropertyList_Release(inner);
+}
+
+// A subclass that sees what becomes of the other numbers and of names.
+class Numbers : public qelPropertyListFormatter {
+public:
+  using qelPropertyListFormatter::String;
+  std::string seen;
+  int U32(qelULong value) override {
+    seen += "u32:" + std::to_string(value) + " ";
+    return 32;
+  }
+  int U64(unsigned long long value) override {
+    seen += "u64:" + std::to_string(value) + " ";
+    return 64;
+  }
+  int String(const char* value, bool raw) override {
+    seen += std::string(value) + (raw ? "(raw) " : " ");
+    return 8;
+  }
+};
+
+TEST_F(PropertyListFormatter, HandsNumbersAndTruthOnToASubclass) {
+  Numbers formatter;
+  EXPECT_EQ(formatter.Boolean(true), 32);
+  EXPECT_EQ(formatter.Boolean(false), 32);
+  EXPECT_EQ(formatter.S32(-1), 32);
+  EXPECT_EQ(formatter.S64(-1), 64);
+  EXPECT_EQ(formatter.Identifier("name"), 8);
+  EXPECT_EQ(formatter.seen, "u32:1 u32:0 u32:4294967295 u64:18446744073709551615 name ");
 }
 
 TEST_F(PropertyListFormatter, PopsTheCurrentListAndStaysWithTheLastOne) {
@@ -352,6 +408,62 @@ TEST_F(PropertyListFormatterWalk, StopsAtTheFirstStatusOfTheTarget) {
     end = all.find(' ', end) + 1;
     EXPECT_EQ(log.text, all.substr(0, end)) << event;
   }
+}
+
+// Lets go of the test's hold at one event, and sees whether that was the last one.
+class Releaser : public EventLog {
+public:
+  Releaser(qelPropertyList* list, const std::string& event) : m_list(list), m_event(event) {}
+  size_t lists = 99; // alive right behind the release
+  int MapKey(const char* key, bool raw) override {
+    ReleaseAt("MapKey");
+    return EventLog::MapKey(key, raw);
+  }
+  int MapEnd() override {
+    ReleaseAt("MapEnd");
+    return EventLog::MapEnd();
+  }
+
+private:
+  void ReleaseAt(const std::string& event) {
+    if (event != m_event)
+      return;
+    qelPropertyList_Release(m_list);
+    lists = qelPlugins_CountLists();
+  }
+  qelPropertyList* const m_list;
+  const std::string m_event;
+};
+
+TEST_F(PropertyListFormatterWalk, TakesNoHoldOfAWholeList) {
+  qelPropertyList* list = qelPropertyList_New();
+  list->first = qelProperty_New("a", 1);
+  Releaser releaser(list, "MapEnd");
+  EXPECT_EQ(qelPropertyListFormatter::Serialize(list, releaser), 0);
+  EXPECT_EQ(releaser.text, "{ key<a> } ");
+  EXPECT_EQ(releaser.lists, 0u);
+}
+
+TEST_F(PropertyListFormatterWalk, HoldsTheListOfOneProperty) {
+  qelPropertyList* list = qelPropertyList_New();
+  list->first = qelProperty_New("a", 1);
+  qelProperty_Set_uint32(list->first, 1, 0);
+  Releaser releaser(list, "MapKey");
+  EXPECT_EQ(qelPropertyListFormatter::SerializeKeyValue(list, "a", releaser), 0);
+  EXPECT_EQ(releaser.text, "key<a> u32:1 ");
+  EXPECT_EQ(releaser.lists, 1u);
+}
+
+TEST_F(PropertyListFormatterWalk, PlaysEachKindOfValueWithoutSeparator) {
+  ListHold hold;
+  qelProperty* all = hold.Add("a", 6);
+  qelProperty_Set_uint32(all, 0xFFFFFFFFu, 0);
+  qelProperty_Set_double(all, -1.5, 1);
+  qelProperty_Set_uint64(all, 0xFFFFFFFFFFFFFFFFu, 2);
+  qelProperty_Set_charPtr(all, "x", 1, 3);
+  qelProperty_Set_wcharPtr(all, QEL_W("\xE9"), 1, 5);
+  EXPECT_EQ(EventsOf(hold.list), "{ key<a> [ u32:4294967295 float:-1.500000 "
+                                 "u64:18446744073709551615 text<x> wide<\xC3\xA9> ] } ");
 }
 
 TEST_F(PropertyListFormatterWalk, PlaysOnePropertyWithoutAMap) {
