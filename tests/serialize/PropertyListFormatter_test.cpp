@@ -166,6 +166,18 @@ TEST_F(PropertyListFormatter, TakesAnEndWithoutBegin) {
   EXPECT_EQ(formatter.Reset(), nullptr);
 }
 
+TEST_F(PropertyListFormatter, HasItsFieldsInOrder) {
+  const OpenFormatter formatter;
+  const auto at = [&](const void* field) {
+    return static_cast<const char*>(field) - reinterpret_cast<const char*>(&formatter);
+  };
+  EXPECT_EQ(at(&formatter.m_property), 8);
+  EXPECT_EQ(at(&formatter.m_stack), 16);
+  EXPECT_EQ(at(&formatter.m_list), 24);
+  EXPECT_EQ(at(&formatter.m_depth), 32);
+  EXPECT_EQ(at(&formatter.m_valueIndex), 36);
+}
+
 TEST_F(PropertyListFormatter, CopiesItsFieldsAsTheyStand) {
   OpenFormatter formatter;
   formatter.MapBegin();

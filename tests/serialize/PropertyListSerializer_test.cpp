@@ -31,6 +31,10 @@ void AddOfEverything(ListHold* hold) {
 const char kOfEverything[] =
     "{ key<u> u32:5 key<two> [ text<a> text<b> ] key<none> key<d> float:0.500000 } ";
 
+TEST_F(PropertyListSerializer, HasNoFields) {
+  EXPECT_EQ(sizeof(qelPropertyListSerializer), sizeof(void*));
+}
+
 TEST_F(PropertyListSerializer, PlaysAnEmptyListAsAnEmptyMap) {
   ListHold hold;
   EXPECT_EQ(EventsOf(hold.list), "{ } ");
