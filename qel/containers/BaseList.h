@@ -12,10 +12,12 @@
 // predecessor, so a walk may remove any item, the current one included. The end
 // of the list disarms the iterators that outlive it.
 //
-// COST: pushes, Remove and Detach O(1), and one step for each open iterator.
+// COST: pushes O(1); Remove and Detach O(1) and one step for each open iterator;
+// the end of an iterator one step for each that was opened after it.
 // OWNERSHIP: the list owns its items and deletes them through their virtual
-// destructor. A COPY OF A LIST SHARES THE ITEMS without any count: whoever copies
-// sees to it that only one of the two objects is destroyed.
+// destructor. A COPY OF A LIST SHARES THE ITEMS AND THE ITERATORS without any
+// count, and an iterator goes on to know the first list only: whoever copies has
+// no iterator open and sees to it that only one of the two objects is destroyed.
 // ERRORS: none is reported. An item that is null or stands in another list is the
 // caller's error and is not caught.
 // THREADS: one at a time; the client locks over every walk and every change, the

@@ -11,6 +11,8 @@
 // is a plain value: nobody may write it while another thread reads it.
 //===----------------------------------------------------------------------===//
 
+#include <type_traits>
+
 #include <qel/containers/RefCounted.h>
 #include <qel/core/Export.h>
 
@@ -19,8 +21,11 @@ public:
   // Null.
   qelRefAny();
 
-  // Null whatever the value, so that a literal 0 stands for a null reference.
+  // INTENDED: null whatever the value, so that a literal 0 of any integer type stands for a null
+  // reference. Pinned by qelRefAnyConstructor.IsNullFromNothingAndFromAnyInt.
   qelRefAny(int);
+  template <class Integer, class = std::enable_if_t<std::is_integral_v<Integer>>>
+  qelRefAny(Integer) : qelRefAny() {}
 
   // Takes the object, which may be null, and retains it.
   qelRefAny(qelRefCounted* object);
@@ -64,6 +69,8 @@ class qelRef : public qelRefAny {
 public:
   qelRef();
   qelRef(int value);
+  template <class Integer, class = std::enable_if_t<std::is_integral_v<Integer>>>
+  qelRef(Integer) : qelRef() {}
   qelRef(T* object);
   qelRef(const qelRef& other);
   ~qelRef();

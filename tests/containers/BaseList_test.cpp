@@ -102,6 +102,15 @@ std::vector<int> Ids(const List& list) {
   return ids;
 }
 
+// Its end takes another item out of the list.
+struct Taker : Item {
+  Taker(int number, qelBaseList* from, qelBaseListItem* other)
+      : Item(number), list(from), victim(other) {}
+  ~Taker() override { list->Remove(victim); }
+  qelBaseList* list; // in its own end it is no more than this
+  qelBaseListItem* victim;
+};
+
 class BaseList : public testing::Test {
 protected:
   void SetUp() override { g_deleted.clear(); }
@@ -415,6 +424,20 @@ TEST_F(qelBaseListDestructor, StepsTheHeadButLeavesTheCount) {
   EXPECT_THAT(TakeDeleted(), ElementsAre(5, 2, 5));
 }
 
+// The list's own end walks on from what is left, too.
+TEST_F(qelBaseListDestructor, AllowsARemovalInTheEndOfAnItem) {
+  for (size_t victim = 0; victim < 3; ++victim) {
+    {
+      List list{1, 2, 3};
+      list.PushFront(new Taker(9, &list, list.At(victim)));
+    }
+    std::vector<int> expected{1, 2, 3};
+    expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(victim));
+    expected.insert(expected.begin(), {static_cast<int>(victim) + 1, 9});
+    EXPECT_EQ(TakeDeleted(), expected);
+  }
+}
+
 TEST_F(qelBaseListCopy, SharesTheItems) {
   List list{1, 2};
   // A copy that is never destroyed: its items have an owner already.
@@ -423,6 +446,7 @@ TEST_F(qelBaseListCopy, SharesTheItems) {
   EXPECT_EQ(copy->GetBegin(), list.GetBegin());
   EXPECT_EQ(copy->GetEnd(), list.GetEnd());
   EXPECT_EQ(copy->m_count, 2u);
+  EXPECT_EQ(copy->m_iterators, nullptr);
   List* assigned = new (room) List();
   *assigned = list;
   EXPECT_EQ(assigned->GetBegin(), list.GetBegin());
@@ -539,6 +563,25 @@ TEST_F(qelBaseListRemove, RepairsIteratorsAheadOfTheDelete) {
   it.Next();
   list.Remove(looker);
   EXPECT_THAT(TakeDeleted(), ElementsAre(7, 1));
+}
+
+TEST_F(qelBaseListRemove, AllowsARemovalInTheEndOfAnItem) {
+  for (size_t victim = 0; victim < 3; ++victim) {
+    g_deleted.clear();
+    List list{1, 2, 3};
+    Taker* taker = new Taker(9, &list, list.At(victim));
+    list.PushAfter(taker, list.At(1));
+    Forward onTaker(&list), onVictim(&list);
+    while (onTaker.Get() != taker)
+      onTaker.Next();
+    while (onVictim.Get() != taker->victim)
+      onVictim.Next();
+    list.Remove(taker);
+    EXPECT_EQ(TakeDeleted(), (std::vector<int>{static_cast<int>(victim) + 1, 9}));
+    EXPECT_EQ(Ids(list).size(), 2u);
+    EXPECT_EQ(onTaker.On(), victim == 1 ? 1 : 2);
+    EXPECT_EQ(onVictim.On(), static_cast<int>(victim));
+  }
 }
 
 TEST_F(qelBaseListDetach, HandsOutAnItemThatCanBePushedAtOnce) {

@@ -77,6 +77,15 @@ TEST(qelRefCountedRelease, DeletesAnObjectThatNobodyElseHolds) {
   EXPECT_TRUE(deleted);
 }
 
+TEST(qelRefCountedRelease, DeletesAnObjectThatWasRetainedOnceAndNeverReferred) {
+  bool deleted = false;
+  Object* object = new Object(&deleted);
+  object->Retain();
+  EXPECT_FALSE(deleted);
+  object->Release();
+  EXPECT_TRUE(deleted);
+}
+
 TEST(qelRefCountedRelease, TellsTheObjectWhichMayStayAndRiseAgain) {
   Pooled object;
   for (int round = 1; round <= 2; ++round) {

@@ -73,6 +73,22 @@ TEST(qelRefAnyConstructor, IsNullFromNothingAndFromAnyInt) {
   EXPECT_EQ(qelRefAny().operator->(), nullptr);
 }
 
+// A zero of another type than int is a null pointer as much as an int.
+TEST(qelRefAnyConstructor, IsNullFromAZeroOfAnyIntegerType) {
+  EXPECT_TRUE(qelRefAny(0L).IsNull());
+  EXPECT_TRUE(qelRefAny(0u).IsNull());
+  EXPECT_TRUE(qelRefAny(0ull).IsNull());
+  EXPECT_TRUE(qelRefAny(5ll).IsNull());
+  EXPECT_TRUE(qelRef<Object>(0L).IsNull());
+  EXPECT_TRUE(qelRef<Object>(5ull).IsNull());
+  Object object;
+  qelRef<Object> reference(&object);
+  EXPECT_FALSE(reference == 0L);
+  reference = 0u;
+  EXPECT_TRUE(reference.IsNull());
+  EXPECT_EQ(object.ended, 1);
+}
+
 TEST(qelRefAnyConstructor, RetainsTheObject) {
   Object object;
   {
@@ -132,6 +148,18 @@ TEST(qelRefAnyAssignment, ReadsTheSourceAfterTheRelease) {
   EXPECT_EQ(target.Get(), &later);
   EXPECT_EQ(later._GetRefCount(), 2);
   EXPECT_EQ(next._GetRefCount(), 0);
+}
+
+TEST(qelRefAnyAssignment, SharesANewObjectAndEndsAnOldOneOnce) {
+  Object old, next;
+  qelRefAny first(&old), second(&old), source(&next);
+  first = source;
+  EXPECT_EQ(old._GetRefCount(), 1);
+  EXPECT_EQ(old.ended, 0);
+  second = source;
+  EXPECT_EQ(old.ended, 1);
+  EXPECT_EQ(next._GetRefCount(), 3);
+  EXPECT_EQ(first == second, 1);
 }
 
 TEST(qelRefAnyAssignment, TakesNullAndZero) {
