@@ -45,13 +45,14 @@ qelCString qelCStringTokenizer::GetNextToken() {
 // CStringTokenizerCountTokens.BeginsThePositionAnew.
 size_t qelCStringTokenizer::CountTokens() const {
   const size_t count = Core::Count(m_text, m_delimiters, m_position, m_mode, m_lastEmpty);
+  m_text.Erase(0, m_position);
   m_position = 0;
   m_lastEmpty = !m_text.IsEmpty();
   return count;
 }
 
 qelCString qelCStringTokenizer::GetString() const {
-  return m_text;
+  return m_text.Mid(m_position);
 }
 
 uint64_t qelCStringTokenizer::GetPosition() const {

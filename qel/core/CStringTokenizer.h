@@ -14,7 +14,9 @@
 //
 // A zero byte in the text is an ordinary byte; one in the set ends the set.
 //
-// COST: a token costs a copy of the text that remains.
+// COST: a token costs its own length, so a walk costs that of the text. But where
+//   a run of delimiters gives empty tokens, each of them looks over what is left
+//   of the run. GetString copies what is left.
 // ERRORS: none. Exhausted memory ends the process.
 // THREADS: one at a time, and CountTokens changes the object although it is const.
 //===----------------------------------------------------------------------===//
@@ -70,7 +72,7 @@ protected:
   bool IsOk() const;
 
 private:
-  qelCString m_text;              // what is left
+  mutable qelCString m_text;      // what is left, behind m_position consumed bytes
   qelCString m_delimiters;        // a set
   mutable uint64_t m_position;    // bytes consumed
   qelCStringTokenizerMode m_mode; // resolved

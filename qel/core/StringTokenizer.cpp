@@ -46,13 +46,14 @@ qelString qelStringTokenizer::GetNextToken() {
 // StringTokenizerCountTokens.BeginsThePositionAnew.
 size_t qelStringTokenizer::CountTokens() const {
   const size_t count = Core::Count(m_text, m_delimiters, m_position, m_mode, m_lastEmpty);
+  m_text.Erase(0, m_position);
   m_position = 0;
   m_lastEmpty = !m_text.IsEmpty();
   return count;
 }
 
 qelString qelStringTokenizer::GetString() const {
-  return m_text;
+  return m_text.Mid(m_position);
 }
 
 uint64_t qelStringTokenizer::GetPosition() const {

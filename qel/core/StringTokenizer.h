@@ -5,7 +5,9 @@
 // modes), on 16-bit units. It differs in what qelTokenDefault takes as
 // whitespace: what the runtime library's iswspace does.
 //
-// COST: a token costs a copy of the text that remains.
+// COST: a token costs its own length, so a walk costs that of the text. But where
+//   a run of delimiters gives empty tokens, each of them looks over what is left
+//   of the run. GetString copies what is left.
 // ERRORS: none. Exhausted memory ends the process.
 // THREADS: one at a time, and CountTokens changes the object although it is const.
 //===----------------------------------------------------------------------===//
@@ -53,7 +55,7 @@ protected:
   bool IsOk() const;
 
 private:
-  qelString m_text;              // what is left
+  mutable qelString m_text;      // what is left, behind m_position consumed units
   qelString m_delimiters;        // a set
   mutable uint64_t m_position;   // units consumed
   qelStringTokenizerMode m_mode; // resolved

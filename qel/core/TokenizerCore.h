@@ -3,6 +3,12 @@
 //===----------------------------------------------------------------------===//
 // What both tokenizers do, written once over the string class. Private to the
 // sources of the two classes, whose fields come in by reference.
+//
+// The text stays whole while it is walked, since erasing each token would copy
+// the rest for each of them:
+//
+//   | consumed | what is left |
+//              ^ position, never beyond the length
 //===----------------------------------------------------------------------===//
 
 #include <qel/core/CStringTokenizer.h>
@@ -22,41 +28,50 @@ struct qelTokenizerCore {
   // CStringTokenizerEdges.GivesOneTokenOfDelimitersOnly.
   static bool HasMore(const String& text, const String& delimiters, uint64_t position,
                       qelCStringTokenizerMode mode, bool lastEmpty) {
-    if (text.FindFirstNotOf(delimiters.c_str()) != String::npos)
-      return true;
-    if (mode == qelTokenReturnEmptyAll)
-      return lastEmpty;
-    return mode == qelTokenReturnEmpty && lastEmpty && position == 0;
+    if (lastEmpty &&
+        (mode == qelTokenReturnEmptyAll || (mode == qelTokenReturnEmpty && position == 0)))
+      return true; // whatever is left
+    return text.FindFirstNotOf(delimiters.c_str(), position) != String::npos;
   }
 
-  static String Next(String& text, const String& delimiters, uint64_t& position,
+  static String Next(const String& text, const String& delimiters, uint64_t& position,
                      qelCStringTokenizerMode mode, bool& lastEmpty) {
-    String token;
-    while (HasMore(text, delimiters, position, mode, lastEmpty)) {
-      const size_t found = text.FindFirstOf(delimiters.c_str());
-      if (found != String::npos) {
-        token = text.Left(mode == qelTokenReturnDelimiters ? found + 1 : found);
-        text.Erase(0, found + 1);
-        position += found + 1;
-      } else {
-        token = text;
-        position += text.length();
-        text.clear();
-        lastEmpty = false;
-      }
-      if (mode != qelTokenStrtok || !token.IsEmpty())
-        break;
-    }
-    return token;
+    size_t first = 0;
+    size_t end = 0;
+    if (!Take(text, delimiters, position, mode, lastEmpty, first, end))
+      return String();
+    return text.Mid(first, end - first);
   }
 
-  // Takes all tokens of copies: the fields stay as they are.
-  static size_t Count(String text, const String& delimiters, uint64_t position,
+  // Takes all tokens of copies of the state, which stays as it is.
+  static size_t Count(const String& text, const String& delimiters, uint64_t position,
                       qelCStringTokenizerMode mode, bool lastEmpty) {
     size_t count = 0;
-    for (; HasMore(text, delimiters, position, mode, lastEmpty); ++count)
-      Next(text, delimiters, position, mode, lastEmpty);
+    size_t first = 0;
+    size_t end = 0;
+    while (Take(text, delimiters, position, mode, lastEmpty, first, end))
+      ++count;
     return count;
+  }
+
+private:
+  // Moves the position behind the next token, which is text[first..end-1]. False, with nothing
+  // changed, if there is none.
+  static bool Take(const String& text, const String& delimiters, uint64_t& position,
+                   qelCStringTokenizerMode mode, bool& lastEmpty, size_t& first, size_t& end) {
+    if (!HasMore(text, delimiters, position, mode, lastEmpty))
+      return false;
+    first = mode == qelTokenStrtok ? text.FindFirstNotOf(delimiters.c_str(), position) : position;
+    const size_t found = text.FindFirstOf(delimiters.c_str(), first);
+    if (found != String::npos) {
+      end = mode == qelTokenReturnDelimiters ? found + 1 : found;
+      position = found + 1;
+    } else {
+      end = text.length();
+      position = end;
+      lastEmpty = false;
+    }
+    return true;
   }
 };
 

@@ -284,4 +284,95 @@ TEST(SUITE(Model), GivesThePiecesOfRandomTexts) {
   }
 }
 
+// The walk told by steps on a text that loses its front.
+struct Steps {
+  std::string text;
+  std::string delimiters;
+  qelCStringTokenizerMode mode;
+  uint64_t position = 0;
+  bool lastEmpty = !text.empty();
+
+  bool HasMore() const {
+    if (text.find_first_not_of(delimiters) != std::string::npos)
+      return true;
+    if (mode == qelTokenReturnEmptyAll)
+      return lastEmpty;
+    return mode == qelTokenReturnEmpty && lastEmpty && position == 0;
+  }
+  std::string Next() {
+    std::string token;
+    while (HasMore()) {
+      const size_t at = text.find_first_of(delimiters);
+      const size_t taken = at != std::string::npos ? at + 1 : text.size();
+      token = text.substr(0, mode == qelTokenReturnDelimiters ? taken : at);
+      text.erase(0, taken);
+      position += taken;
+      if (at == std::string::npos)
+        lastEmpty = false;
+      if (mode != qelTokenStrtok || !token.empty())
+        break;
+    }
+    return token;
+  }
+  size_t Count() {
+    const std::string saved = text;
+    size_t count = 0;
+    for (; HasMore(); ++count)
+      Next();
+    text = saved;
+    position = 0;
+    lastEmpty = !text.empty();
+    return count;
+  }
+};
+
+TEST(SUITE(Model), FollowsTheStepsOfAnyWalk) {
+  std::mt19937 random(21);
+  const char* sets[] = {",", ",;", "", "ab,; ", " "};
+  for (int round = 0; round < 4000; ++round) {
+    std::string text(random() % 16, ' ');
+    for (char& c : text)
+      c = "a,,; "[random() % 5];
+    Steps model{text, sets[random() % 5], kModes[random() % 4]};
+    Tokenizer tokenizer = Make(text, model.delimiters, model.mode);
+    SCOPED_TRACE("'" + text + "' by '" + model.delimiters + "' mode " + std::to_string(model.mode));
+    for (int step = 0; step < 20; ++step) {
+      if (random() % 4 == 0) {
+        ASSERT_EQ(tokenizer.CountTokens(), model.Count());
+      } else {
+        ASSERT_EQ(Plain(tokenizer.GetNextToken()), model.Next());
+      }
+      ASSERT_EQ(tokenizer.HasMoreTokens(), model.HasMore());
+      ASSERT_EQ(tokenizer.GetPosition(), model.position);
+      ASSERT_EQ(Plain(tokenizer.GetString()), model.text);
+    }
+  }
+}
+
+// Within the time limit only if a token costs nothing for the text behind it.
+TEST(SUITE(Edges), WalksALongText) {
+  const size_t n = 1000000;
+  const std::string pair("a,");
+  std::string text;
+  for (size_t i = 0; i < n; ++i)
+    text += pair;
+  for (qelCStringTokenizerMode mode : kModes) {
+    Tokenizer tokenizer = Make(text, ",", mode);
+    const size_t expected = mode == qelTokenReturnEmptyAll ? n + 1 : n;
+    EXPECT_EQ(tokenizer.CountTokens(), expected);
+    size_t count = 0;
+    for (; tokenizer.HasMoreTokens(); ++count)
+      tokenizer.GetNextToken();
+    EXPECT_EQ(count, expected);
+    EXPECT_EQ(tokenizer.GetPosition(), 2 * n);
+  }
+}
+
+TEST(SUITE(Edges), PassesOverALongRunOfDelimiters) {
+  const std::string text = std::string(1000000, ',') + "a";
+  EXPECT_EQ(Tokens(text, ",", qelTokenStrtok), Texts{"a"});
+  Tokenizer all = Make(text, ",", qelTokenReturnEmptyAll);
+  EXPECT_EQ(all.CountTokens(), 1000001u);
+}
+
 #endif
