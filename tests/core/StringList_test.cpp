@@ -133,6 +133,15 @@ TEST(StringListCopy, HasItemsOfItsOwn) {
   EXPECT_EQ(assigned.GetString(0), "a;b") << "the separator comes along";
 }
 
+TEST(StringListCopy, TakesDeadTextAlong) {
+  qelStringList list("a,bb,c", ',', 0);
+  list.Remove("bb");
+  qelStringList copy(list);
+  copy.Add("d");
+  EXPECT_EQ(Items(copy), (Texts{"a", "c", "d"}));
+  EXPECT_EQ(copy.GetAt(2) - copy.GetAt(0), 7) << "behind a, bb and c";
+}
+
 TEST(StringListCopy, MayBeEmpty) {
   const qelStringList empty;
   qelStringList copy(empty);
