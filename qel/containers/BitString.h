@@ -30,7 +30,7 @@ public:
   void SetBuffer(const unsigned char* p, size_t bytes);
 
   // The next n bits, the last one lowest. With fewer than n left: 0, and what is left is only the
-  // unread part of the current byte. An n above 32 gives 0 and reads nothing.
+  // unread part of the current byte. Otherwise an n above 32 gives 0 and reads nothing.
   qelULong Get(unsigned char n);
   // The next n bits, as Get, without reading on. A marker that was set is gone.
   qelULong Peek(unsigned char n);

@@ -58,6 +58,9 @@ TEST(BitStringGet, GivesZeroAndReadsNothingAbove32Bits) {
   for (unsigned n = 33; n < 256; ++n)
     ASSERT_EQ(bits.Get(static_cast<unsigned char>(n)), 0u) << n;
   EXPECT_EQ(bits.GetRemainingBitCount(), 64u * 8 - 3);
+  bits.SetBuffer(bytes.data(), 4);
+  EXPECT_EQ(bits.Get(33), 0u) << "past the end as well";
+  EXPECT_EQ(bits.GetRemainingBitCount(), 0u);
 }
 
 TEST(BitStringGet, KeepsTheBitsOfTheCurrentByteAtTheEnd) {
