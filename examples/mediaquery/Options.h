@@ -1,7 +1,8 @@
 #ifndef EXAMPLES_MEDIAQUERY_OPTIONS_H
 #define EXAMPLES_MEDIAQUERY_OPTIONS_H
 //===----------------------------------------------------------------------===//
-// The command line: mediaquery [--limit N] [--human] FOLDER [CRITERIA]
+// The command line: mediaquery [--limit N] [--human] [--store FILE] FOLDER [CRITERIA]
+//                   mediaquery [--limit N] [--human] --from FILE [CRITERIA]
 //===----------------------------------------------------------------------===//
 
 #include <cstdint>
@@ -16,7 +17,9 @@ struct Options {
   bool help = false;          // the rest means nothing
   bool human = false;         // each hit over several lines
   uint64_t limit = 0;         // end after this many hits; 0: no limit
-  std::string folder;         // as given
+  std::string store;          // the catalogue to write; empty: none
+  std::string from;           // the catalogue to search; empty: a folder is searched
+  std::string folder;         // as given; empty with a catalogue to search
   std::string criteria = "*"; // everything
 };
 

@@ -51,8 +51,9 @@ static std::string Count(uint64_t count, const char* one, const char* many) {
 }
 
 static std::string FormatCounts(const Totals& totals) {
-  return Count(totals.files, "file", "files") + " seen, " +
-         Count(totals.items, "media item", "media items") + ", " +
+  const std::string seen = totals.fromCatalogue ? Count(totals.files, "line", "lines") + " read, "
+                                                : Count(totals.files, "file", "files") + " seen, ";
+  return seen + Count(totals.items, "media item", "media items") + ", " +
          Count(totals.hits, "hit", "hits");
 }
 
@@ -86,6 +87,8 @@ std::string FormatTotals(const Totals& totals, double seconds) {
   std::string line = FormatCounts(totals) + ", " + time;
   if (totals.limited)
     line += "; stopped at the limit";
+  if (totals.malformedLines != 0)
+    line += "; " + Count(totals.malformedLines, "line", "lines") + " malformed";
   if (totals.unreadableFiles != 0)
     line += "; " + Count(totals.unreadableFiles, "media file", "media files") + " not readable";
   if (totals.unreadableFolders != 0)

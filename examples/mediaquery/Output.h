@@ -21,6 +21,8 @@ struct Totals {
   uint64_t unreadableFiles = 0;   // media files that could not
   uint64_t unreadableFolders = 0; // passed by
   uint64_t repeatedFolders = 0;   // met again by a link
+  uint64_t malformedLines = 0;    // of a catalogue, passed over
+  bool fromCatalogue = false;     // `files` counts its lines
   bool limited = false;           // the limit ended the walk
 };
 

@@ -42,6 +42,24 @@ bool IdentifyFolder(const char* path, FolderIdentity* identity);
 // Whether the name leads to an ordinary file: no folder, device or pipe, and no link to nowhere.
 bool IsRegularFile(const char* path);
 
+// Below, a relative name is taken from the working directory; failures leave their reason in errno.
+
+enum FileKind { kFileMissing, kFileRegular, kFileOther };
+
+// What the name leads to; kFileOther is a folder, a device or a pipe.
+FileKind GetFileKind(const std::string& name);
+
+// Opens a file of bytes; null on failure. The caller closes it.
+std::FILE* OpenFileForReading(const std::string& name);
+
+// The same for a new file in the place of one, or of a link, that is there.
+std::FILE* CreateNewFile(const std::string& name);
+
+// Gives the file a new name in the same folder. A file of that name is replaced in one step.
+bool PutInPlace(const std::string& from, const std::string& to);
+
+void RemoveFile(const std::string& name);
+
 } // namespace mediaquery
 
 #endif

@@ -4,6 +4,7 @@
 //
 //   FolderWalk   qelDir and qelPathName: one walk over a tree of folders
 //   MediaItem    qelFile and qelMediaInfo: the description of one file
+//   Catalogue    qelMediaInfoSerializer and property lists: items as lines of a file
 //   Criteria     qelExpressionParser: text to search tree, and the place of faults
 //   Properties   qelSearchExpressionEvaluator: the search asks about an item
 //   Output       qelJSONFormatter: hits as JSON
@@ -15,6 +16,7 @@
 
 #include <qel/files/PathName.h>
 
+#include "Catalogue.h"
 #include "Criteria.h"
 #include "FolderWalk.h"
 #include "MediaItem.h"
@@ -58,45 +60,78 @@ static bool FindRoot(const std::string& folder, qelPathName* root, std::string* 
 
 namespace {
 
-// One search: every file that the walk brings goes through here.
+// One search: every file that the walk brings, or every item of a catalogue, goes through here.
 class Search {
 public:
-  Search(const Options& options, const qelPathName& root, CriteriaParser* criteria)
-      : m_options(options), m_root(root), m_criteria(criteria), m_writer(options.human) {}
+  Search(const Options& options, CriteriaParser* criteria)
+      : m_options(options), m_criteria(criteria), m_writer(options.human) {}
 
-  // False ends the walk.
-  bool Take(const qelPathName& file) {
+  // False ends the walk. Every item goes to `store` too, unless that is null.
+  bool TakeFile(const qelPathName& file, const qelPathName& root, CatalogueWriter* store) {
     ++totals.files;
     m_progress.Show(totals);
     const MediaType* type = FindMediaType(file.GetExtension().c_str());
     if (type == nullptr)
       return true;
     qelMediaInfo item;
-    if (!DescribeFile(file, m_root, *type, &item)) {
+    if (!DescribeFile(file, root, *type, &item)) {
       ++totals.unreadableFiles;
       return true;
     }
-    ++totals.items;
-    ItemEvaluator evaluator(&item);
-    return !m_criteria->Evaluate(&evaluator) || TakeHit(item);
+    if (store != nullptr && !store->Add(item, &fault))
+      return false;
+    return TakeItem(item);
+  }
+
+  // Goes through the whole catalogue. Malformed lines are reported and passed over.
+  void TakeCatalogue(CatalogueReader* reader) {
+    totals.fromCatalogue = true;
+    for (bool more = true; more;) {
+      qelMediaInfo item;
+      std::string problem;
+      const CatalogueReader::Outcome outcome = reader->Next(&item, &problem);
+      if (outcome == CatalogueReader::kUnreadable)
+        fault = problem;
+      if (outcome == CatalogueReader::kEnd || outcome == CatalogueReader::kUnreadable)
+        return;
+      ++totals.files;
+      m_progress.Show(totals);
+      if (outcome == CatalogueReader::kItem)
+        more = TakeItem(item);
+      else
+        ReportLine(problem);
+    }
   }
 
   void End() { m_progress.Clear(); }
 
   Totals totals;
-  bool outputFailed = false;
+  std::string fault; // what ended the search ahead of its time; empty: nothing did
 
 private:
+  void ReportLine(const std::string& problem) {
+    ++totals.malformedLines;
+    m_progress.Clear();
+    Fail(problem);
+  }
+
+  // False ends the search.
+  bool TakeItem(qelMediaInfo& item) {
+    ++totals.items;
+    ItemEvaluator evaluator(&item);
+    return !m_criteria->Evaluate(&evaluator) || TakeHit(item);
+  }
+
   bool TakeHit(qelMediaInfo& item) {
     ++totals.hits;
     m_progress.Clear();
-    outputFailed = !m_writer.Write(item);
+    if (!m_writer.Write(item))
+      fault = "standard output can't be written";
     totals.limited = totals.hits == m_options.limit;
-    return !outputFailed && !totals.limited;
+    return fault.empty() && !totals.limited;
   }
 
   const Options& m_options;
-  const qelPathName& m_root;
   CriteriaParser* m_criteria;
   HitWriter m_writer;
   Progress m_progress;
@@ -104,26 +139,46 @@ private:
 
 } // namespace
 
+// Both: false, and *fault says what is wrong, if the search came to no good end.
+static bool SearchFolder(const Options& options, Search* search, std::string* fault) {
+  qelPathName root;
+  if (!FindRoot(options.folder, &root, fault))
+    return false;
+  CatalogueWriter writer;
+  CatalogueWriter* store = options.store.empty() ? nullptr : &writer;
+  if (store != nullptr && !store->Open(options.store, fault))
+    return false;
+  FolderWalk walk([&](const qelPathName& file) { return search->TakeFile(file, root, store); });
+  const bool readable = walk.Run(root);
+  search->End();
+  *fault = readable ? search->fault : options.folder + ": this folder can't be read";
+  search->totals.unreadableFolders = walk.UnreadableFolders();
+  search->totals.repeatedFolders = walk.RepeatedFolders();
+  return fault->empty() && (store == nullptr || store->Finish(fault));
+}
+
+static bool SearchCatalogue(const Options& options, Search* search, std::string* fault) {
+  CatalogueReader reader;
+  if (!reader.Open(options.from, fault))
+    return false;
+  search->TakeCatalogue(&reader);
+  search->End();
+  *fault = search->fault;
+  return fault->empty();
+}
+
 static int RunSearch(const Options& options) {
   const qelCString text(options.criteria.c_str());
   CriteriaParser criteria(text);
   if (!criteria.Parse())
     return Fail("bad criteria, " + FormatCriteriaFault(text, FindCriteriaFault(text)));
-  qelPathName root;
-  std::string fault;
-  if (!FindRoot(options.folder, &root, &fault))
-    return Fail(fault);
   const auto start = std::chrono::steady_clock::now();
-  Search search(options, root, &criteria);
-  FolderWalk walk([&search](const qelPathName& file) { return search.Take(file); });
-  const bool readable = walk.Run(root);
-  search.End();
-  if (!readable)
-    return Fail(options.folder + ": this folder can't be read");
-  if (search.outputFailed)
-    return Fail("standard output can't be written");
-  search.totals.unreadableFolders = walk.UnreadableFolders();
-  search.totals.repeatedFolders = walk.RepeatedFolders();
+  Search search(options, &criteria);
+  std::string fault;
+  const bool done = options.from.empty() ? SearchFolder(options, &search, &fault)
+                                         : SearchCatalogue(options, &search, &fault);
+  if (!done)
+    return Fail(fault);
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   std::fprintf(stderr, "%s\n", FormatTotals(search.totals, time.count()).c_str());
   return search.totals.hits != 0 ? kExitHits : kExitNoHits;

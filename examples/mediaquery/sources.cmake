@@ -2,6 +2,7 @@
 # archive, for tests and fuzz targets.
 
 set(mediaquery_sources
+  Catalogue.cpp
   Criteria.cpp
   FolderWalk.cpp
   MediaHeader.cpp
@@ -23,5 +24,5 @@ list(TRANSFORM mediaquery_sources PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
 
 if(NOT TARGET mediaquery_parts)
   add_library(mediaquery_parts STATIC EXCLUDE_FROM_ALL ${mediaquery_sources})
-  target_link_libraries(mediaquery_parts PRIVATE qel_options PUBLIC qel::static ${mediaquery_libraries})
+  target_link_libraries(mediaquery_parts PRIVATE qel_options PUBLIC qel::static qel::plugins ${mediaquery_libraries})
 endif()

@@ -192,6 +192,15 @@ TEST_F(Mediaquery, RefusesArgumentsThatItDoesNotUnderstand) {
       {"--limit=", dir.Path()},
       {"--what", dir.Path()},
       {dir.Path(), "*", "*"},
+      {"--store"},
+      {"--store", "", dir.Path()},
+      {"--store=", dir.Path()},
+      {"--store", dir.Path("c")},
+      {"--from"},
+      {"--from=", "*"},
+      {"--from", dir.Path("c"), "*", "*"},
+      {"--from", dir.Path("c"), "--store", dir.Path("d")},
+      {"--store", dir.Path("c"), "--limit", "1", dir.Path()},
   };
   for (const auto& arguments : bad) {
     const ProgramResult result = RunQuery(arguments);
@@ -204,8 +213,9 @@ TEST_F(Mediaquery, RefusesArgumentsThatItDoesNotUnderstand) {
 TEST_F(Mediaquery, ExplainsItself) {
   const ProgramResult result = RunQuery({"--help"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.out,
-              StartsWith("Usage: mediaquery [--limit N] [--human] FOLDER [CRITERIA]\n"));
+  EXPECT_THAT(
+      result.out,
+      StartsWith("Usage: mediaquery [--limit N] [--human] [--store FILE] FOLDER [CRITERIA]\n"));
 }
 
 TEST_F(Mediaquery, TakesWhatFollowsTwoDashesAsItStands) {
@@ -264,4 +274,98 @@ TEST_F(Mediaquery, SearchesTenThousandFiles) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(Lines(result.out).size(), 100u);
   EXPECT_THAT(result.err, StartsWith("10000 files seen, 10000 media items, 100 hits, "));
+}
+
+TEST_F(Mediaquery, SearchesACatalogueAsTheFolderItself) {
+  dir.Write("a 'b' \xC3\xA9 100% #.png", MakePNG(1, 1));
+  const std::string file = dir.MakeDir("Out") + "/media.cat";
+  for (const char* criteria : {"*", "res@size > \"15000\"", "dc:date >= \"2020-01-01\"",
+                               "dc:title like \"s*\" or res@resolution = \"32x16\"",
+                               "dc:title contains \"100%\"", "upnp:album exists true"}) {
+    const ProgramResult plain = RunQuery({dir.Path(), criteria});
+    const ProgramResult stored = RunQuery({"--store", file, dir.Path(), criteria});
+    const ProgramResult read = RunQuery({"--from=" + file, criteria});
+    EXPECT_EQ(plain.status, 0) << criteria;
+    EXPECT_EQ(stored.status, 0) << stored.err;
+    EXPECT_EQ(stored.out, plain.out) << criteria;
+    EXPECT_EQ(read.status, 0) << read.err;
+    EXPECT_EQ(read.out, plain.out) << criteria;
+    EXPECT_THAT(read.err, StartsWith("4 lines read, 4 media items, "));
+  }
+  EXPECT_FALSE(dir.Has("Out/media.cat.tmp"));
+}
+
+TEST_F(Mediaquery, SearchesACatalogueOfAFolderThatIsGone) {
+  dir.MakeDir("Gone");
+  dir.Write("Gone/x.png", MakePNG(1, 1));
+  EXPECT_EQ(RunQuery({"--store", "c.cat", "Gone"}, dir.Path()).status, 0);
+  std::filesystem::remove_all(TempDir::Native(dir.Path("Gone")));
+  EXPECT_THAT(Values(RunQuery({"--from", "c.cat"}, dir.Path()), "@id"), ElementsAre("x.png"));
+  EXPECT_EQ(RunQuery({"--from", "c.cat", "dc:title = \"y\""}, dir.Path()).status, 1);
+}
+
+TEST_F(Mediaquery, ReplacesACatalogueAndWhatAnInterruptedRunLeft) {
+  dir.Write("c.cat", "old");
+  dir.Write("c.cat.tmp", "half");
+  EXPECT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path()}).status, 0);
+  EXPECT_EQ(Lines(dir.Read("c.cat")).size(), 3u);
+  EXPECT_FALSE(dir.Has("c.cat.tmp"));
+}
+
+TEST_F(Mediaquery, KeepsTheOldCatalogueWhenTheFolderIsMissing) {
+  dir.Write("c.cat", "old");
+  EXPECT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("nowhere")}).status, 2);
+  EXPECT_EQ(dir.Read("c.cat"), "old");
+  EXPECT_FALSE(dir.Has("c.cat.tmp"));
+}
+
+TEST_F(Mediaquery, RefusesAPlaceThatTakesNoCatalogue) {
+  dir.MakeDir("d.cat.tmp/in");
+  for (const std::string& place :
+       {dir.Path("Holiday"), dir.Path("nowhere/c.cat"), dir.Path("d.cat")}) {
+    const ProgramResult result = RunQuery({"--store", place, dir.Path()});
+    EXPECT_EQ(result.status, 2) << place;
+    EXPECT_EQ(result.out, "") << place;
+    EXPECT_THAT(result.err, StartsWith("mediaquery: " + place)) << place;
+  }
+}
+
+TEST_F(Mediaquery, RefusesACatalogueThatIsMissingOrAFolder) {
+  for (const std::string& place : {dir.Path("nowhere.cat"), dir.Path("Holiday")}) {
+    const ProgramResult result = RunQuery({"--from", place});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, StartsWith("mediaquery: " + place + ": this "));
+  }
+}
+
+TEST_F(Mediaquery, ReportsMalformedLinesAndPassesThemOver) {
+  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("Holiday")}).status, 0);
+  const std::string good = dir.Read("c.cat");
+  const std::string file = dir.Write("bad.cat", "{\"id\":\n" + good + "\n{\"id\":\"x\"");
+  const ProgramResult result = RunQuery({"--from", file});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, RunQuery({"--from", dir.Path("c.cat")}).out);
+  const std::vector<std::string> lines = Lines(result.err);
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_THAT(lines[0], StartsWith("mediaquery: " + file + ", line 1: "));
+  EXPECT_THAT(lines[1], StartsWith("mediaquery: " + file + ", line 4: "));
+  EXPECT_THAT(lines[2], StartsWith("mediaquery: " + file + ", line 5: the line has no end"));
+  EXPECT_THAT(lines[3], StartsWith("5 lines read, 2 media items, 2 hits, "));
+  EXPECT_THAT(lines[3], HasSubstr("; 3 lines malformed"));
+}
+
+TEST_F(Mediaquery, PassesOverALineOfAHundredMillionBytes) {
+  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("Holiday")}).status, 0);
+  const std::string file =
+      dir.Write("long.cat", std::string(100000000, '[') + "\n" + dir.Read("c.cat"));
+  const ProgramResult result = RunQuery({"--from", file});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Lines(result.out).size(), 2u);
+  EXPECT_THAT(result.err, HasSubstr(", line 1: the line is longer than 1048576 bytes"));
+}
+
+TEST_F(Mediaquery, FindsNothingInAnEmptyCatalogue) {
+  const ProgramResult result = RunQuery({"--from", dir.Write("empty.cat")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, StartsWith("0 lines read, 0 media items, 0 hits, "));
 }

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
@@ -265,4 +266,35 @@ TEST_F(MediaqueryPosix, ShowsItsProgressOnATerminal) {
   ASSERT_GT(length, 0);
   EXPECT_THAT(std::string(text, static_cast<size_t>(length)),
               StartsWith("1 file seen, 0 media items, 0 hits\r"));
+}
+
+TEST_F(MediaqueryPosix, KeepsNamesOfAnyBytesInACatalogue) {
+  dir.MakeDir("In");
+  for (const char* name : {"bad \xFF\xC3.png", "cr\r.png", "feed\f\n.png", "per%FFcent.png"})
+    std::ofstream(dir.Path("In/") + name) << MakePNG(2, 3);
+  const ProgramResult plain = RunQuery({dir.Path("In")});
+  ASSERT_EQ(CountLines(plain.out), 4u);
+  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("In")}).status, 0);
+  EXPECT_THAT(dir.Read("c.cat"), HasSubstr("bad %FF%C3.png"));
+  EXPECT_EQ(RunQuery({"--from", dir.Path("c.cat")}).out, plain.out);
+}
+
+TEST_F(MediaqueryPosix, KeepsTheOldCatalogueWhenTheNewOneDoesNotFit) {
+  for (int i = 0; i < 20; ++i)
+    dir.Write(std::to_string(i) + ".png", MakePNG(2, 3));
+  dir.Write("c.cat", "old");
+  const std::string command = "trap '' XFSZ; ulimit -f 1; exec '" +
+                              std::string(MEDIAQUERY_PROGRAM) + "' --store '" + dir.Path("c.cat") +
+                              "' '" + dir.Path() + "' 'dc:title = \"none\"'";
+  const ProgramResult result = RunProgram("/bin/bash", {"-c", command});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err, HasSubstr(dir.Path("c.cat.tmp") + ", line "));
+  EXPECT_EQ(dir.Read("c.cat"), "old");
+  EXPECT_FALSE(dir.Has("c.cat.tmp"));
+}
+
+TEST_F(MediaqueryPosix, WritesNoCatalogueInThePlaceOfADevice) {
+  const ProgramResult result = RunQuery({"--store", "/dev/null", dir.Path()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err, StartsWith("mediaquery: /dev/null: "));
 }

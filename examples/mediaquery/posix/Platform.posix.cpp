@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -42,6 +43,34 @@ bool IdentifyFolder(const char* path, FolderIdentity* identity) {
 bool IsRegularFile(const char* path) {
   struct stat info;
   return ::stat(path, &info) == 0 && S_ISREG(info.st_mode);
+}
+
+FileKind GetFileKind(const std::string& name) {
+  struct stat info;
+  if (::stat(name.c_str(), &info) != 0)
+    return kFileMissing;
+  return S_ISREG(info.st_mode) ? kFileRegular : kFileOther;
+}
+
+std::FILE* OpenFileForReading(const std::string& name) {
+  return std::fopen(name.c_str(), "rb");
+}
+
+std::FILE* CreateNewFile(const std::string& name) {
+  ::unlink(name.c_str());
+  const int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  std::FILE* file = fd < 0 ? nullptr : ::fdopen(fd, "wb");
+  if (fd >= 0 && file == nullptr)
+    ::close(fd);
+  return file;
+}
+
+bool PutInPlace(const std::string& from, const std::string& to) {
+  return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+void RemoveFile(const std::string& name) {
+  ::unlink(name.c_str());
 }
 
 } // namespace mediaquery

@@ -95,4 +95,42 @@ bool IsRegularFile(const char* path) {
          (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
 }
 
+// The native form of a name that may be relative; empty if there is none.
+static std::wstring NativeFileName(const std::string& name) {
+  const std::wstring wide = ToWide(name);
+  const DWORD size = ::GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
+  std::wstring path(size, L'\0');
+  const DWORD length = size == 0 ? 0 : ::GetFullPathNameW(wide.c_str(), size, &path[0], nullptr);
+  if (length == 0 || length >= size)
+    return std::wstring();
+  path.resize(length);
+  return NativeName(ToUTF8(path.c_str()).c_str());
+}
+
+FileKind GetFileKind(const std::string& name) {
+  const DWORD attributes = ::GetFileAttributesW(NativeFileName(name).c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES)
+    return kFileMissing;
+  const DWORD other = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
+  return (attributes & other) == 0 ? kFileRegular : kFileOther;
+}
+
+std::FILE* OpenFileForReading(const std::string& name) {
+  return ::_wfopen(NativeFileName(name).c_str(), L"rb");
+}
+
+std::FILE* CreateNewFile(const std::string& name) {
+  RemoveFile(name);
+  return ::_wfopen(NativeFileName(name).c_str(), L"wb");
+}
+
+bool PutInPlace(const std::string& from, const std::string& to) {
+  return ::MoveFileExW(NativeFileName(from).c_str(), NativeFileName(to).c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+}
+
+void RemoveFile(const std::string& name) {
+  ::DeleteFileW(NativeFileName(name).c_str());
+}
+
 } // namespace mediaquery
