@@ -7,7 +7,7 @@
 
 #include <qel/core/Log.h>
 #include <qel/serialize/JSONFormatter.h>
-#include <qel/serialize/MediaPropertyListSerializer.h>
+#include <qel/serialize/qelMediaPropertyList.h>
 #include <qel/serialize/PropertyListFormatter.h>
 #include <qel/serialize/qelPackedText.h>
 
@@ -67,8 +67,7 @@ qelCString qelMediaInfoSerializer::Serialize(qelPropertyList* list) {
   if (list == nullptr)
     return qelCString();
   qelMediaJSONFormatter formatter;
-  qelMediaPropertyListSerializer serializer;
-  const int status = serializer.Serialize(list, formatter);
+  const int status = qelMediaPropertyList_Serialize(list, formatter);
   if (status != 0)
     QEL_LOG(1, "Cannot serialize media info (error %d)\n", status);
   return formatter.Result();

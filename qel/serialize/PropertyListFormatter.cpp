@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include <qel/core/qelMem.h>
-#include <qel/serialize/MediaPropertyListSerializer.h>
+#include <qel/serialize/qelMediaPropertyList.h>
 
 static void LinkAtHead(qelPropertyList* list, qelProperty* property) {
   property->next = list->first;
@@ -157,11 +157,10 @@ bool qelPropertyListFormatter::MakeRoom() {
 // Walks -------------------------------------------------------------------------
 
 int qelPropertyListFormatter::Serialize(qelPropertyList* list, qelISerialize& target) {
-  qelMediaPropertyListSerializer serializer;
   int status = target.MapBegin();
   qelProperty* property = list != nullptr ? list->first : nullptr;
   for (; status == 0 && property != nullptr; property = property->next)
-    status = serializer.SerializeProperty(property, target);
+    status = qelMediaPropertyList_SerializeProperty(property, target);
   return status == 0 ? target.MapEnd() : status;
 }
 
@@ -171,7 +170,7 @@ int qelPropertyListFormatter::SerializeKeyValue(qelPropertyList* list, const cha
   qelProperty* property = key != nullptr ? qelPropertyList_Take(list, key) : nullptr;
   if (property == nullptr)
     return 0;
-  const int status = qelMediaPropertyListSerializer().SerializeProperty(property, target);
+  const int status = qelMediaPropertyList_SerializeProperty(property, target);
   qelPropertyList_Release(list);
   return status;
 }
