@@ -7,8 +7,8 @@
 
 #include <qel/core/Log.h>
 #include <qel/serialize/JSONFormatter.h>
-#include <qel/serialize/qelMediaPropertyList.h>
 #include <qel/serialize/PropertyListFormatter.h>
+#include <qel/serialize/qelMediaPropertyList.h>
 #include <qel/serialize/qelPackedText.h>
 
 namespace {
