@@ -5,7 +5,7 @@
 namespace {
 
 // Unnamed, since a DLL exports the type information of a named class that derives from its own.
-class MediaSerializer final : public qelPropertyListSerializer {
+class qelMediaPropertyListSerializer final : public qelPropertyListSerializer {
 protected:
   int SerializeData(qelData* data, qelISerialize& target) override {
     if (data->kind == QEL_DATA_PACKEDDATA)
@@ -20,9 +20,9 @@ public:
 } // namespace
 
 int qelMediaPropertyList_Serialize(qelPropertyList* list, qelISerialize& target) {
-  return MediaSerializer().Serialize(list, target);
+  return qelMediaPropertyListSerializer().Serialize(list, target);
 }
 
 int qelMediaPropertyList_SerializeProperty(qelProperty* property, qelISerialize& target) {
-  return MediaSerializer().SerializeProperty(property, target);
+  return qelMediaPropertyListSerializer().SerializeProperty(property, target);
 }
