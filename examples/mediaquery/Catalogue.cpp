@@ -176,9 +176,8 @@ bool SetField(qelMediaInfo* item, const Field& field, const char* text) {
 // Stands behind the line when it is checked: what ends the line's own text early hides it.
 constexpr qelLong kMark = 20011;
 
-// Sees whether the items of an array are one map, without maps in it and with each key once,
-// and the mark. The
-// library's reader builds a list from much else, without a word.
+// Sees whether the items of an array are one map, without maps in it and with each key once, and the
+// mark. The library's reader builds a list from much else, without a word.
 class LineCheck : public qelEmptySerialize {
 public:
   using qelEmptySerialize::String;
