@@ -29,6 +29,8 @@
 #include <qel/threads/CriticalSection.h>
 #include <qel/threads/Mutex.h>
 #include <qel/threads/Semaphore.h>
+#include <qel/threads/Timeout.h>
+#include <qel/threads/TimeoutQueue.h>
 
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>
