@@ -25,8 +25,12 @@
 #include <qel/containers/StringHashMap.h>
 #include <qel/containers/UserData.h>
 
+#include <qel/threads/Broadcaster.h>
 #include <qel/threads/Condition.h>
 #include <qel/threads/CriticalSection.h>
+#include <qel/threads/Listener.h>
+#include <qel/threads/Message.h>
+#include <qel/threads/MessageQueue.h>
 #include <qel/threads/Mutex.h>
 #include <qel/threads/Semaphore.h>
 #include <qel/threads/Timeout.h>
