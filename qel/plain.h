@@ -33,6 +33,10 @@
 #include <qel/containers/qelCustomHashTable.h>
 #include <qel/containers/qelPtrList.h>
 
+#include <qel/config/qelConfigFile.h>
+#include <qel/config/qelINIFile.h>
+#include <qel/config/qelStringSubstitute.h>
+
 #include <qel/media/qelDLNAProfiles.h>
 
 #include <qel/serialize/qelBase64.h>
