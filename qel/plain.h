@@ -25,6 +25,7 @@
 #include <qel/multiplatform/qelPlatform.h>
 #include <qel/multiplatform/qelSemaphore.h>
 #include <qel/multiplatform/qelSocket.h>
+#include <qel/multiplatform/qelThread.h>
 #include <qel/multiplatform/qelTime.h>
 
 #include <qel/containers/qelArray.h>

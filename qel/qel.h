@@ -35,6 +35,7 @@
 #include <qel/threads/Semaphore.h>
 #include <qel/threads/Timeout.h>
 #include <qel/threads/TimeoutQueue.h>
+#include <qel/threads/StoppableThread.h>
 
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>

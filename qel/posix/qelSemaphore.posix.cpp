@@ -4,6 +4,7 @@
 #include <qel/multiplatform/qelSemaphore.h>
 
 #include <qel/core/Log.h>
+#include <qel/posix/qelDeadline.h>
 
 #include <atomic>
 #include <cerrno>
@@ -30,19 +31,6 @@ static int Create(qelOSSemaphore* semaphore, int count) {
                                                                                          : errno;
 }
 
-// The moment that lies ms milliseconds ahead.
-static timespec Deadline(qelULong ms) {
-  timespec moment;
-  ::clock_gettime(CLOCK_MONOTONIC, &moment);
-  moment.tv_sec += static_cast<time_t>(ms / 1000);
-  moment.tv_nsec += static_cast<long>(ms % 1000) * 1000000L;
-  if (moment.tv_nsec >= 1000000000L) {
-    moment.tv_nsec -= 1000000000L;
-    moment.tv_sec += 1;
-  }
-  return moment;
-}
-
 // Takes a post, waiting for it at most ms milliseconds. Returns 0, ETIMEDOUT or another error number
 // of the system.
 static int TakePost(sem_t* posts, qelULong ms) {
@@ -51,7 +39,7 @@ static int TakePost(sem_t* posts, qelULong ms) {
   if (ms == 0)
     return errno == EAGAIN ? ETIMEDOUT : errno;
   const bool limited = ms != qelOSWaitForever;
-  const timespec deadline = limited ? Deadline(ms) : timespec();
+  const timespec deadline = limited ? qelDeadline_After(ms) : timespec();
   int result = 0;
   do
     result = limited ? ::sem_clockwait(posts, CLOCK_MONOTONIC, &deadline) : ::sem_wait(posts);
