@@ -26,6 +26,8 @@
 #include <qel/multiplatform/qelSemaphore.h>
 #include <qel/multiplatform/qelSocket.h>
 #include <qel/multiplatform/qelThread.h>
+#include <qel/multiplatform/qelSocketLog.h>
+#include <qel/multiplatform/qelSocketSelect.h>
 #include <qel/multiplatform/qelTime.h>
 
 #include <qel/containers/qelArray.h>

@@ -32,6 +32,7 @@
 #include <qel/threads/Message.h>
 #include <qel/threads/MessageQueue.h>
 #include <qel/threads/Mutex.h>
+#include <qel/threads/Select.h>
 #include <qel/threads/Semaphore.h>
 #include <qel/threads/Timeout.h>
 #include <qel/threads/TimeoutQueue.h>

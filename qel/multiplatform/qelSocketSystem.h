@@ -13,8 +13,9 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
-typedef SOCKET qelSocketNative; // what the system's calls take
-typedef int qelSocketLength;    // the size of an address or an option
+typedef SOCKET qelSocketNative;  // what the system's calls take
+typedef int qelSocketLength;     // the size of an address or an option
+typedef int qelSocketNameLength; // the size of a host name's buffer
 
 constexpr int qelSocketShutdownBoth = SD_BOTH; // shutdown: both directions
 constexpr int qelSocketNoSignal = 0;           // send: a lost peer raises no signal
@@ -36,14 +37,17 @@ constexpr int qelSocketErrorNoAddress = WSAEADDRNOTAVAIL; // an address that is 
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstddef>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 typedef int qelSocketNative;
 typedef socklen_t qelSocketLength;
+typedef size_t qelSocketNameLength;
 
 constexpr int qelSocketShutdownBoth = SHUT_RDWR;
 constexpr int qelSocketNoSignal = MSG_NOSIGNAL;
