@@ -28,6 +28,7 @@
 #include <qel/multiplatform/qelThread.h>
 #include <qel/multiplatform/qelSocketLog.h>
 #include <qel/multiplatform/qelSocketSelect.h>
+#include <qel/multiplatform/qelSingleInstanceChecker.h>
 #include <qel/multiplatform/qelTime.h>
 
 #include <qel/containers/qelArray.h>

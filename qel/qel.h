@@ -41,6 +41,7 @@
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>
 #include <qel/files/PathName.h>
+#include <qel/files/SingleInstanceChecker.h>
 
 #include <qel/media/DLNAInfoMatcher.h>
 #include <qel/media/ExpressionParser.h>

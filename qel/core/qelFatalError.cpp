@@ -13,7 +13,6 @@
 #include <qel/core/qelNum.h>
 #include <qel/multiplatform/qelPlatform.h>
 
-static const char kCallbackVariable[] = "QEL_FATALERROR_CALLBACK";
 static const size_t kAddressSize = 40; // bytes of an address as text, terminator included
 
 static bool IsMemoryReason(const char* reason) {
@@ -40,7 +39,7 @@ static void ReportArguments(const char* reason, va_list args) {
 // The stored callback, or null if there is none or its text is malformed.
 static qelFatalErrorCallback FindCallback() {
   char text[kAddressSize];
-  if (qelPlatform_GetEnvironment(kCallbackVariable, text, sizeof text) == 0)
+  if (qelPlatform_GetEnvironment(qelFatalErrorCallbackVariable, text, sizeof text) == 0)
     return nullptr;
   void* address = nullptr;
   if (qelNum_ToPointer(text, &address) != 0)
@@ -69,7 +68,7 @@ void qelFatalError(const char* reason, ...) {
 void qelFatalError_SetCallback(qelFatalErrorCallback callback) {
   char text[kAddressSize];
   trio_snprintf(text, sizeof text, "%p", reinterpret_cast<void*>(callback));
-  if (qelPlatform_SetEnvironment(kCallbackVariable, text) != 0)
+  if (qelPlatform_SetEnvironment(qelFatalErrorCallbackVariable, text) != 0)
     qelFatalError_Log("qelFatalError: Cannot store callback address (fatal error callback will not "
                       "be called)\n");
 }

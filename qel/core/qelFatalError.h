@@ -14,6 +14,9 @@
 
 #include <qel/core/Types.h>
 
+// The variable that holds the callback's address. It means nothing to any other process.
+constexpr char qelFatalErrorCallbackVariable[] = "QEL_FATALERROR_CALLBACK";
+
 // Gets the reason's text. It may end the process itself; if it returns, the process ends anyway.
 typedef void (*qelFatalErrorCallback)(const char* reason);
 

@@ -22,6 +22,7 @@
 
 #include <tests/support/LogCapture.h>
 #include <tests/support/TempDir.h>
+#include <tests/support/WaitFor.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 static const bool kSanitized = true;
@@ -157,6 +158,138 @@ TEST(FatalErrorSetID, AnOrdinaryProgramDoesCallIt) {
     qelFatalError("os:mutex");
   });
   EXPECT_TRUE(WIFSIGNALED(ended.status));
+}
+
+// Launching --------------------------------------------------------------------
+
+// The report of the program, which was launched as told.
+static std::string LaunchReport(const TempDir& files, const char* program, const char* arguments) {
+  ::setenv("QEL_TEST_REPORT", files.Path("report").c_str(), 1);
+  EXPECT_EQ(0, qelLaunchApplication(program, arguments));
+  EXPECT_TRUE(WaitFor([&] { return files.Has("report"); }));
+  return files.Read("report");
+}
+
+TEST(LaunchApplicationPosix, GivesTheProgramOnlyTheStandardDescriptors) {
+  const TempDir files;
+  const int open = ::dup(1);
+  const std::string report = LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
+  EXPECT_NE(std::string::npos, report.find("descriptors 0 1 2\n")) << report;
+  ::close(open);
+}
+
+TEST(LaunchApplicationPosix, LeavesNoDescriptorsInThisProgram) {
+  const TempDir files;
+  const int before = ::dup(1);
+  ::close(before);
+  LaunchReport(files, LAUNCHED_PROGRAM, "a");
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication(files.Path("missing").c_str(), "a"));
+  const int after = ::dup(1);
+  ::close(after);
+  EXPECT_EQ(before, after);
+}
+
+TEST(LaunchApplicationPosix, LeavesNoChildToWaitFor) {
+  const TempDir files;
+  LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication("/bin/true", nullptr));
+  EXPECT_EQ(-1, qelLaunchApplication(files.Path("missing").c_str(), nullptr));
+  EXPECT_EQ(-1, ::waitpid(-1, nullptr, WNOHANG));
+  EXPECT_EQ(ECHILD, errno);
+}
+
+TEST(LaunchApplicationPosix, FailsForAProgramThatEndsAtOnce) {
+  const TempDir files;
+  ::setenv("QEL_TEST_REPORT", files.Path("report").c_str(), 1);
+  ::setenv("QEL_TEST_LEAVE", "1", 1);
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication(LAUNCHED_PROGRAM, "x"));
+  EXPECT_EQ("The application '\"" LAUNCHED_PROGRAM
+            "\" x' has not started before the 5 seconds timeout (Error = -1, " +
+                std::to_string(ESRCH) + ")\n",
+            log.All());
+  EXPECT_EQ(7u, log.Lines()[0].module);
+  EXPECT_TRUE(files.Has("report"));
+  ::unsetenv("QEL_TEST_LEAVE");
+}
+
+TEST(LaunchApplicationPosix, WorksForAProgramThatIgnoresItsChildren) {
+  const TempDir files;
+  ::signal(SIGCHLD, SIG_IGN);
+  LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication("/bin/true", nullptr));
+  EXPECT_EQ(
+      "The application '/bin/true' has not started before the 5 seconds timeout (Error = -1, " +
+          std::to_string(ESRCH) + ")\n",
+      log.All());
+  ::signal(SIGCHLD, SIG_DFL);
+}
+
+TEST(LaunchApplicationPosix, GivesTheProgramNoneOfThisOnesSignals) {
+  const TempDir files;
+  sigset_t some;
+  sigset_t before;
+  ::sigemptyset(&some);
+  ::sigaddset(&some, SIGUSR1);
+  ::sigaddset(&some, SIGTERM);
+  ::sigprocmask(SIG_BLOCK, &some, &before);
+  ::signal(SIGPIPE, SIG_IGN);
+  const std::string report = LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
+  EXPECT_NE(std::string::npos, report.find("signals\n")) << report;
+  sigset_t after;
+  ::sigprocmask(SIG_SETMASK, &before, &after);
+  EXPECT_EQ(1, ::sigismember(&after, SIGUSR1));
+  EXPECT_EQ(0, ::sigismember(&after, SIGINT));
+  ::signal(SIGPIPE, SIG_DFL);
+}
+
+TEST(LaunchApplicationPosix, KeepsTheCallbacksAddressFromTheProgram) {
+  const TempDir files;
+  ::setenv("QEL_FATALERROR_CALLBACK", "0x10", 1);
+  ::setenv("QEL_FATALERROR_CALLBACK_", "other", 1);
+  const std::string report = LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
+  EXPECT_NE(std::string::npos, report.find("callback \n")) << report;
+  EXPECT_STREQ("0x10", ::getenv("QEL_FATALERROR_CALLBACK"));
+  ::unsetenv("QEL_FATALERROR_CALLBACK");
+  ::unsetenv("QEL_FATALERROR_CALLBACK_");
+}
+
+TEST(LaunchApplicationPosix, LooksInThePathOnlyWithArguments) {
+  const TempDir files;
+  const std::string program = LAUNCHED_PROGRAM;
+  const size_t slash = program.rfind('/');
+  const std::string before = ::getenv("PATH");
+  ::setenv("PATH", (before + ":" + program.substr(0, slash)).c_str(), 1);
+  const char* name = program.c_str() + slash + 1;
+  EXPECT_EQ("[x]\n", LaunchReport(files, name, "x").substr(0, 4));
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication(name, nullptr));
+  EXPECT_EQ(std::string("Unable to launch '") + name + "' (Error = 2)\n", log.All());
+  ::setenv("PATH", before.c_str(), 1);
+}
+
+TEST(LaunchApplicationPosix, TakesBackslashesForSeparators) {
+  const TempDir files;
+  std::string program = LAUNCHED_PROGRAM;
+  for (char& c : program)
+    c = c == '/' ? '\\' : c;
+  LaunchReport(files, program.c_str(), nullptr);
+}
+
+TEST(LaunchApplicationPosix, NeverAsksAShell) {
+  const TempDir files;
+  const std::string script = files.Write("script", "sleep 60\n");
+  ::chmod(script.c_str(), 0755);
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication(script.c_str(), "x"));
+  EXPECT_EQ(-1, qelLaunchApplication(script.c_str(), nullptr));
+  const std::string error = "(Error = " + std::to_string(ENOEXEC) + ")\n";
+  EXPECT_EQ("Unable to launch '\"" + script + "\" x' " + error + //
+                "Unable to launch '" + script + "' " + error,
+            log.All());
 }
 
 // Debugger ---------------------------------------------------------------------

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/LogCapture.h>
+
 // What a debugger saw of a child.
 struct Debugged {
   std::vector<std::string> texts; // on the debugger's output channel
@@ -89,4 +91,34 @@ TEST(DebugBreak, ShowsAtMost254Bytes) {
   const Debugged seen = RunUnderDebugger("DebugBreak.DISABLED_LongText");
   ASSERT_EQ(1u, seen.texts.size());
   EXPECT_EQ(std::string(254, 'x') + "\n", seen.texts[0]);
+}
+
+TEST(LaunchApplicationWindows, FailsForAProgramWithoutWindows) {
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication("C:/windows/system32/cmd.exe", "/c exit 0"));
+  ASSERT_EQ(1u, log.Lines().size());
+  const std::string text = log.Lines()[0].text;
+  EXPECT_EQ(0u, text.find("The application '\"C:\\windows\\system32\\cmd.exe\" /c exit 0' has not "
+                          "started before the 5 seconds timeout (Error = -1, "))
+      << text;
+  EXPECT_EQ(7u, log.Lines()[0].module);
+}
+
+TEST(LaunchApplicationWindows, CantStartAMalformedName) {
+  LogCapture log;
+  EXPECT_EQ(-1, qelLaunchApplication("C:/a\xFFz.exe", nullptr));
+  EXPECT_EQ("Unable to launch 'C:\\a\xFFz.exe' (Error = 1113)\n", log.All());
+}
+
+TEST(EnvironmentVariables, AreUTF8AndMalformedTextIsRefused) {
+  ::SetEnvironmentVariableA("QEL_TEST_X", nullptr);
+  ASSERT_EQ(0, qelSetEnvironmentVariable("QEL_TEST_X", "\xC3\xA9"));
+  wchar_t value[8] = L"";
+  EXPECT_EQ(1u, ::GetEnvironmentVariableW(L"QEL_TEST_X", value, 8));
+  EXPECT_EQ(L'\xE9', value[0]);
+  LogCapture log;
+  EXPECT_EQ(-1, qelSetEnvironmentVariable("QEL_TEST_X", "\xFF"));
+  EXPECT_EQ("qelPlatform: Unable to set environment variable 'QEL_TEST_X=\xFF'. Error = -1\n",
+            log.All());
+  EXPECT_EQ(nullptr, qelGetEnvironmentVariable("QEL_TEST_\xFF"));
 }
