@@ -29,6 +29,7 @@
 #include <qel/threads/Condition.h>
 #include <qel/threads/CriticalSection.h>
 #include <qel/threads/Listener.h>
+#include <qel/threads/ListenerWorkerThread.h>
 #include <qel/threads/Message.h>
 #include <qel/threads/MessageQueue.h>
 #include <qel/threads/Mutex.h>

@@ -12,8 +12,8 @@
 // What qelBaseList says of costs, ownership, copies, errors and threads holds
 // here. Memory comes from the global new.
 //
-// The library exports three instantiations, named below, with their items; any
-// other T is made where it is used.
+// The library exports three instantiations, named below, with their items and
+// iterators; any other T is made where it is used.
 //===----------------------------------------------------------------------===//
 
 #include <cstdint>
@@ -84,13 +84,14 @@ template <class T>
 class qelListIterator : public qelBaseListForwardIterator {
 public:
   // Stands on no item; the first Next reaches the head. REQUIRES: the list is not null.
-  explicit qelListIterator(qelList<T>* list) : qelBaseListForwardIterator(list) {}
+  explicit qelListIterator(qelList<T>* list);
+  ~qelListIterator() override;
 
   // The item, or null where the iterator stands on none.
-  qelListItem<T>* GetItem() const { return static_cast<qelListItem<T>*>(m_current); }
+  qelListItem<T>* GetItem() const;
 
   // The item's value. REQUIRES: the iterator stands on an item.
-  T& GetValue() const { return GetItem()->value; }
+  T& GetValue() const;
 };
 
 // What could be made inside the classes stands here where the exported instantiations have it.
@@ -181,11 +182,30 @@ uint64_t qelList<T>::size() const {
   return m_count;
 }
 
+template <class T>
+qelListIterator<T>::qelListIterator(qelList<T>* list) : qelBaseListForwardIterator(list) {}
+
+template <class T>
+qelListIterator<T>::~qelListIterator() = default;
+
+template <class T>
+qelListItem<T>* qelListIterator<T>::GetItem() const {
+  return static_cast<qelListItem<T>*>(m_current);
+}
+
+template <class T>
+T& qelListIterator<T>::GetValue() const {
+  return GetItem()->value;
+}
+
 class qelCachedBase;
 
 extern template class QEL_EXPORT qelListItem<void*>;
 extern template class QEL_EXPORT qelListItem<qelCachedBase*>;
 extern template class QEL_EXPORT qelListItem<qelRef<qelCachedBase>>;
+extern template class QEL_EXPORT qelListIterator<void*>;
+extern template class QEL_EXPORT qelListIterator<qelCachedBase*>;
+extern template class QEL_EXPORT qelListIterator<qelRef<qelCachedBase>>;
 extern template class QEL_EXPORT qelList<void*>;
 extern template class QEL_EXPORT qelList<qelCachedBase*>;
 extern template class QEL_EXPORT qelList<qelRef<qelCachedBase>>;

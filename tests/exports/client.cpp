@@ -103,6 +103,32 @@ static void UseLists() {
   Expect(cached.size() == 0 && references.front().IsNull(), "the cache's lists");
 }
 
+// Sums what it hears; a broadcaster and a worker call it through its slot.
+class Adder : public qelListener {
+public:
+  void ListenToMessage(qelLong message, void*) override { sum += message; }
+  qelLong sum = 0;
+};
+
+static void UseMessages() {
+  Adder adder;
+  {
+    qelBroadcaster broadcaster;
+    broadcaster.AddListener(&adder);
+    broadcaster.BroadcastMessage(1, nullptr);
+  }
+  qelListenerWorkerThread worker;
+  Expect(worker.AddJob(&adder, 2, nullptr) == 0 && worker.Start() == 0, "a worker's start");
+  worker.Stop();
+  Expect(adder.sum == 3, "a broadcast and a job");
+
+  qelMessageQueue queue;
+  queue.Post(5, nullptr, nullptr);
+  const qelMessage* message = queue.Get();
+  Expect(message != nullptr && message->id == 5 && queue.IsEmpty(), "a message");
+  delete message;
+}
+
 // A payload that tells of its own end.
 class Payload : public qelUserData_uint32 {
 public:
@@ -213,6 +239,7 @@ int main() {
   UseConstants();
   UseHashMap();
   UseLists();
+  UseMessages();
   UseReferences();
   UseText();
   UseBuffers();
