@@ -34,6 +34,8 @@
 #include <qel/threads/MessageQueue.h>
 #include <qel/threads/Mutex.h>
 #include <qel/threads/Select.h>
+#include <qel/threads/Query.h>
+#include <qel/threads/QueryManager.h>
 #include <qel/threads/Semaphore.h>
 #include <qel/threads/Timeout.h>
 #include <qel/threads/TimeoutQueue.h>
