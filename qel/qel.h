@@ -26,6 +26,7 @@
 #include <qel/containers/UserData.h>
 
 #include <qel/threads/Broadcaster.h>
+#include <qel/threads/ActivityManager.h>
 #include <qel/threads/Condition.h>
 #include <qel/threads/CriticalSection.h>
 #include <qel/threads/Listener.h>
