@@ -40,6 +40,7 @@
 #include <qel/config/qelConfigFile.h>
 #include <qel/config/qelINIFile.h>
 #include <qel/config/qelStringSubstitute.h>
+#include <qel/threads/qelStatusPrint.h>
 
 #include <qel/media/qelDLNAProfiles.h>
 

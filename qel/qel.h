@@ -41,6 +41,7 @@
 #include <qel/threads/Timeout.h>
 #include <qel/threads/TimeoutQueue.h>
 #include <qel/threads/StoppableThread.h>
+#include <qel/threads/StatusManager.h>
 
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>

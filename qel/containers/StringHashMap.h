@@ -72,7 +72,7 @@ public:
   // Calls callback(key, value, context) for every entry in the table's walking order.
   void ForEach(void (*callback)(const char* key, const void* value, void* context), void* context);
 
-private:
+protected:
   qelCustomHashTable_t* m_table; // owned; see OWNERSHIP
 };
 
