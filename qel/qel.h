@@ -27,6 +27,7 @@
 
 #include <qel/threads/Broadcaster.h>
 #include <qel/threads/ActivityManager.h>
+#include <qel/threads/Applet.h>
 #include <qel/threads/Condition.h>
 #include <qel/threads/CriticalSection.h>
 #include <qel/threads/Listener.h>

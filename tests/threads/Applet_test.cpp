@@ -1,0 +1,962 @@
+#include <qel/threads/Applet.h>
+
+#include <algorithm>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qel/threads/Timeout.h>
+#include <tests/support/Clock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr qelULong kForEver = 0xFFFFFFFF;
+
+// What was slept: the linker puts these in the place of qelOSThread_Sleep, one for each way in which
+// a 32-bit type is spelled in the name.
+std::vector<qelULong> g_sleeps;
+std::function<void(qelULong)> g_onSleep;
+
+void NoteSleep(qelULong ms) {
+  g_sleeps.push_back(ms);
+  if (g_onSleep)
+    g_onSleep(ms);
+}
+
+} // namespace
+
+extern "C" void __wrap__Z17qelOSThread_Sleepj(qelULong ms) {
+  NoteSleep(ms);
+}
+extern "C" void __wrap__Z17qelOSThread_Sleepm(qelULong ms) {
+  NoteSleep(ms);
+}
+
+namespace {
+
+// An applet that shows its state and plays the body that it is given.
+class Node : public qelApplet {
+public:
+  explicit Node(std::string called = "") : name(std::move(called)) {}
+  ~Node() override {
+    if (onEnd)
+      onEnd();
+  }
+
+  bool Woken() const { return m_woken; }
+  bool ChildWoken() const { return m_childWoken; }
+  bool HadChild() const { return m_hadChild; }
+  qelApplet* Parent() const { return m_parent; }
+  qelAppletMsg LastMsg() const { return m_lastMsg; }
+  qelAppletOptions Options() const { return m_options; }
+  qelTimeout* First() { return FirstExpiringTimeout(); }
+
+  // Everything that can be seen of the two marks: "-", "w", "c" or "wc".
+  std::string Marks() const {
+    return m_woken || m_childWoken ? std::string(m_woken ? "w" : "") + (m_childWoken ? "c" : "")
+                                   : "-";
+  }
+
+  const std::string name;
+  std::function<qelAppletMsg(qelAppletMsg)> body; // none: the default one
+  std::function<void(qelULong)> onWait;           // played in WaitWakeUpSignal
+  std::function<void()> onTimeouts;               // played in OnTimeouts
+  std::function<void()> onEnd;                    // played in the destructor
+  std::vector<int> messages;                      // that the body was called with
+  std::vector<qelULong> waits;                    // that WaitWakeUpSignal was called with
+  int raised = 0;                                 // calls of RaiseWakeUpSignal
+  int timeouts = 0;                               // calls of OnTimeouts
+  std::vector<std::string>* trace = nullptr;      // gets the name at each run of the body
+
+protected:
+  qelAppletMsg AppletLoop(qelAppletMsg msg) override {
+    messages.push_back(msg);
+    if (trace != nullptr)
+      trace->push_back(name);
+    return body ? body(msg) : qelApplet::AppletLoop(msg);
+  }
+  void RaiseWakeUpSignal() override { raised += 1; }
+  void WaitWakeUpSignal(qelULong ms) override {
+    waits.push_back(ms);
+    if (onWait)
+      onWait(ms);
+  }
+
+private:
+  void OnTimeouts() override {
+    timeouts += 1;
+    if (onTimeouts)
+      onTimeouts();
+  }
+};
+
+std::function<qelAppletMsg(qelAppletMsg)> Returning(qelAppletMsg result) {
+  return [result](qelAppletMsg) { return result; };
+}
+
+// root - middle - leaf, run once so that nothing is marked. Each body returns None.
+struct Chain {
+  Chain() {
+    for (Node* node : {&root, &middle, &leaf}) {
+      node->body = Returning(qelAppletMsgNone);
+      node->trace = &trace;
+    }
+    root.AppletAttach(&middle, 0);
+    middle.AppletAttach(&leaf, 0);
+    root.AppletRun(qelAppletMsgNone);
+    trace.clear();
+  }
+  std::string Marks() const { return root.Marks() + " " + middle.Marks() + " " + leaf.Marks(); }
+
+  std::vector<std::string> trace;
+  Node root{"root"}, middle{"middle"}, leaf{"leaf"};
+};
+
+// Sleeps are noted anew in each of these tests.
+struct SleepTest : testing::Test {
+  SleepTest() { g_sleeps.clear(); }
+  ~SleepTest() override { g_onSleep = nullptr; }
+};
+struct qelAppletSelfWait : SleepTest {};
+struct qelAppletWaitWakeUpSignal : SleepTest {};
+struct qelAppletTree : SleepTest {};
+struct qelAppletModel : SleepTest {};
+
+} // namespace
+
+TEST(qelApplet, HasItsFieldsBehindTheQueue) {
+  EXPECT_EQ(sizeof(qelApplet), sizeof(qelTimeoutQueue) + 8 * sizeof(void*));
+  EXPECT_TRUE((std::is_base_of_v<qelTimeoutQueue, qelApplet>));
+  EXPECT_FALSE(std::is_copy_constructible_v<qelApplet>);
+}
+
+TEST(qelApplet, NumbersMessagesAndOptions) {
+  EXPECT_EQ(qelAppletMsgNone, 0);
+  EXPECT_EQ(qelAppletMsgQuit, 1);
+  EXPECT_EQ(qelAppletMsgRunAgain, 2);
+  EXPECT_EQ(qelAppletOptionWakeUpSignal, 1u);
+  EXPECT_EQ(qelAppletOptionDeleteOnDetach, 2u);
+}
+
+TEST(qelApplet, IsAsleepAndAloneAtFirst) {
+  Node node;
+  EXPECT_EQ(node.Marks(), "-");
+  EXPECT_EQ(node.Parent(), nullptr);
+  EXPECT_EQ(node.Options(), 0u);
+  EXPECT_EQ(node.LastMsg(), qelAppletMsgNone);
+  EXPECT_FALSE(node.HadChild());
+  EXPECT_EQ(node.First(), nullptr);
+}
+
+TEST(qelAppletRun, DoesNothingOnASleepingNode) {
+  ScopedTickCount tick(0);
+  Node node;
+  qelTimeout timeout;
+  node.TimeoutStart(&timeout, 1);
+  EXPECT_EQ(node.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  EXPECT_THAT(node.messages, IsEmpty());
+  EXPECT_EQ(node.Marks(), "-");
+}
+
+TEST(qelAppletRun, IsForcedByAnyMessage) {
+  Node node;
+  node.body = Returning(qelAppletMsgNone);
+  for (int msg : {1, 2, 3, -1})
+    EXPECT_EQ(node.AppletRun(static_cast<qelAppletMsg>(msg)), qelAppletMsgNone);
+  EXPECT_THAT(node.messages, ElementsAre(1, 2, 3, -1));
+  EXPECT_EQ(node.Marks(), "-");
+}
+
+TEST(qelAppletRun, RunsAWokenNodeOnce) {
+  Node node;
+  node.AppletWakeUp();
+  EXPECT_EQ(node.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  EXPECT_EQ(node.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  EXPECT_THAT(node.messages, ElementsAre(0));
+}
+
+TEST(qelAppletRun, RunsANodeWhoseTimeoutHasExpired) {
+  ScopedTickCount tick(0xFFFFFFFE);
+  Node node;
+  qelTimeout timeout;
+  node.TimeoutStart(&timeout, 5);
+  tick.Set(2);
+  node.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(node.messages, IsEmpty());
+  tick.Set(3);
+  node.AppletRun(qelAppletMsgNone);
+  node.AppletRun(qelAppletMsgNone); // the timeout is still there
+  EXPECT_THAT(node.messages, ElementsAre(0, 0));
+  node.TimeoutCancel(&timeout);
+}
+
+TEST(qelAppletRun, ReachesTheNodeBelowWhoseTimeoutHasExpired) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  Node other("other");
+  other.trace = &tree.trace;
+  tree.root.AppletAttach(&other, 0);
+  tree.root.AppletRun(qelAppletMsgNone);
+  tree.trace.clear();
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 10);
+  tick.Set(9);
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(tree.trace, IsEmpty());
+  tick.Set(10);
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(tree.trace, ElementsAre("root", "middle", "leaf"));
+  EXPECT_EQ(tree.Marks(), "- - -");
+}
+
+TEST(qelAppletRun, RunsNoChildThatIsNotMarked) {
+  Chain tree;
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgRunAgain), qelAppletMsgNone);
+  EXPECT_THAT(tree.trace, ElementsAre("root"));
+}
+
+TEST(qelAppletRun, RunsMarkedChildrenInTheOrderOfAttachment) {
+  std::vector<std::string> trace;
+  Node root("root"), a("a"), b("b"), c("c");
+  for (Node* node : {&root, &a, &b, &c})
+    node->trace = &trace;
+  for (Node* node : {&a, &b, &c})
+    root.AppletAttach(node, 0);
+  c.AppletWakeUp();
+  a.AppletWakeUp();
+  root.AppletRun(qelAppletMsgRunAgain);
+  EXPECT_THAT(trace, ElementsAre("root", "a", "c"));
+  EXPECT_THAT(root.messages, ElementsAre(2));
+  EXPECT_THAT(a.messages, ElementsAre(0)); // whatever the root was told
+}
+
+TEST(qelAppletRun, ReturnsItsOwnResultAndDropsThoseOfTheChildren) {
+  Chain tree;
+  tree.middle.body = Returning(qelAppletMsgRunAgain);
+  tree.middle.AppletWakeUp();
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  EXPECT_EQ(tree.root.LastMsg(), qelAppletMsgNone);
+  EXPECT_EQ(tree.middle.LastMsg(), qelAppletMsgRunAgain);
+}
+
+TEST(qelAppletRun, ClearsTheMarkBeforeTheBodyRuns) {
+  Chain tree;
+  std::string during;
+  tree.leaf.body = [&](qelAppletMsg) {
+    during = tree.Marks();
+    tree.leaf.AppletWakeUp();
+    return qelAppletMsgNone;
+  };
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.Marks(), "wc wc w");
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_EQ(during, "- - -");
+  EXPECT_EQ(tree.Marks(), "wc wc w");
+  tree.leaf.body = nullptr;
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_EQ(tree.leaf.messages.size(), 2u);
+  EXPECT_EQ(tree.Marks(), "- - -");
+}
+
+TEST(qelAppletRun, RunsAgainInTheNextPassWhenTheBodyAsksForIt) {
+  Chain tree;
+  tree.leaf.body = Returning(qelAppletMsgRunAgain);
+  tree.leaf.AppletWakeUp();
+  for (size_t pass = 1; pass <= 3; ++pass) {
+    tree.root.AppletRun(qelAppletMsgNone);
+    EXPECT_EQ(tree.leaf.messages.size(), pass);
+    EXPECT_EQ(tree.Marks(), "wc wc w");
+    tree.root.SelfWait(); // returns at once: a wait would need a timeout
+  }
+  EXPECT_THAT(tree.root.waits, IsEmpty());
+}
+
+TEST(qelAppletRun, IsFinalAfterQuit) {
+  ScopedTickCount tick(0);
+  Node node;
+  qelTimeout timeout;
+  EXPECT_EQ(node.AppletRun(qelAppletMsgQuit), qelAppletMsgQuit);
+  node.TimeoutStart(&timeout, 0);
+  node.AppletWakeUp();
+  for (qelAppletMsg msg : {qelAppletMsgNone, qelAppletMsgRunAgain, qelAppletMsgQuit})
+    EXPECT_EQ(node.AppletRun(msg), qelAppletMsgQuit);
+  EXPECT_THAT(node.messages, ElementsAre(1));
+  EXPECT_EQ(node.Marks(), "w");
+  node.TimeoutCancel(&timeout);
+}
+
+TEST(qelAppletRun, RunsMarkedChildrenOfANodeThatEnds) {
+  Chain tree;
+  tree.root.body = Returning(qelAppletMsgQuit);
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgNone), qelAppletMsgQuit);
+  EXPECT_THAT(tree.trace, ElementsAre("root", "middle", "leaf"));
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgNone), qelAppletMsgQuit);
+  EXPECT_EQ(tree.trace.size(), 3u);
+}
+
+TEST(qelAppletRun, DetachesAChildThatEnds) {
+  Chain tree;
+  tree.leaf.body = Returning(qelAppletMsgQuit);
+  tree.leaf.AppletWakeUp();
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_EQ(tree.leaf.Parent(), nullptr);
+  EXPECT_EQ(tree.Marks(), "wc w -"); // the detachment has woken the container
+}
+
+TEST(qelAppletRun, DetachesAnEndedChildAgainThatHasLeftByItself) {
+  Chain tree;
+  tree.leaf.body = [&](qelAppletMsg) {
+    tree.middle.AppletDetach(&tree.leaf);
+    return qelAppletMsgQuit;
+  };
+  tree.leaf.AppletWakeUp();
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_EQ(tree.leaf.Parent(), nullptr);
+  EXPECT_EQ(tree.Marks(), "wc w -");
+}
+
+TEST(qelAppletRun, DeletesEndedChildrenOnTheWay) {
+  std::vector<std::string> ended;
+  Node root;
+  for (const char* name : {"a", "b", "c"}) {
+    Node* child = new Node(name);
+    child->onEnd = [&ended, name] { ended.push_back(name); };
+    child->body = Returning(name[0] == 'b' ? qelAppletMsgNone : qelAppletMsgQuit);
+    root.AppletAttach(child, qelAppletOptionDeleteOnDetach);
+    child->AppletWakeUp();
+  }
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(ended, ElementsAre("a", "c"));
+  EXPECT_EQ(root.Marks(), "w");
+}
+
+TEST(qelAppletRun, LeavesAChildThatTheLastOneAddsForTheNextPass) {
+  std::vector<std::string> trace;
+  Node root("root"), first("first"), last("last"), added("added");
+  for (Node* node : {&root, &first, &last, &added})
+    node->trace = &trace;
+  root.AppletAttach(&first, 0);
+  root.AppletAttach(&last, 0);
+  last.body = [&](qelAppletMsg) {
+    if (added.Parent() == nullptr) {
+      root.AppletAttach(&added, 0);
+      added.AppletWakeUp();
+    }
+    return qelAppletMsgNone;
+  };
+  last.AppletWakeUp();
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(trace, ElementsAre("root", "last"));
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(trace, ElementsAre("root", "last", "root", "added"));
+}
+
+TEST(qelAppletLoop, OfALeafEchoesItsMessage) {
+  qelApplet leaf;
+  leaf.AppletWakeUp();
+  EXPECT_EQ(leaf.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  EXPECT_EQ(leaf.AppletRun(qelAppletMsgRunAgain), qelAppletMsgRunAgain);
+  EXPECT_EQ(leaf.AppletRun(qelAppletMsgQuit), qelAppletMsgQuit);
+}
+
+TEST(qelAppletLoop, OfAContainerIgnoresQuit) {
+  qelApplet root, child;
+  root.AppletAttach(&child, 0);
+  EXPECT_EQ(root.AppletRun(qelAppletMsgQuit), qelAppletMsgNone);
+  EXPECT_EQ(root.AppletRun(qelAppletMsgRunAgain), qelAppletMsgNone);
+  root.AppletDetach(&child);
+  EXPECT_EQ(root.AppletRun(qelAppletMsgNone), qelAppletMsgQuit);
+}
+
+TEST(qelAppletLoop, OfAContainerWithoutChildrenEndsUpTheTree) {
+  Chain tree;
+  tree.root.body = tree.middle.body = nullptr;
+  tree.leaf.body = Returning(qelAppletMsgQuit);
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgNone), qelAppletMsgNone); // the leaf ends
+  tree.root.SelfWait();
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgNone), qelAppletMsgNone); // the middle
+  EXPECT_EQ(tree.middle.LastMsg(), qelAppletMsgQuit);
+  EXPECT_EQ(tree.middle.Parent(), nullptr);
+  tree.root.SelfWait();
+  EXPECT_EQ(tree.root.AppletRun(qelAppletMsgNone), qelAppletMsgQuit);
+  EXPECT_THAT(tree.root.waits, IsEmpty());
+}
+
+TEST(qelAppletWakeUp, MarksTheWayToTheRoot) {
+  Chain tree;
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.Marks(), "wc wc w");
+}
+
+TEST(qelAppletWakeUp, MarksNothingBelow) {
+  Chain tree;
+  tree.middle.AppletWakeUp();
+  EXPECT_EQ(tree.Marks(), "wc w -");
+}
+
+TEST(qelAppletWakeUp, StopsAtAWokenAncestor) {
+  Chain tree;
+  tree.root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  tree.root.AppletWakeUp();
+  EXPECT_EQ(tree.root.raised, 1);
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.Marks(), "wc wc w");
+  EXPECT_EQ(tree.root.raised, 1);
+}
+
+TEST(qelAppletWakeUp, StopsInTheMiddleOfTheWay) {
+  // A middle that is marked without its root, as when it was woken before it was attached.
+  Node middle, leaf, root;
+  middle.AppletAttach(&leaf, 0);
+  root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  root.AppletAttach(&middle, 0);
+  root.AppletRun(qelAppletMsgNone);
+  const int raised = root.raised;
+  leaf.AppletWakeUp();
+  EXPECT_EQ(leaf.Marks() + " " + middle.Marks() + " " + root.Marks(), "w wc -");
+  EXPECT_EQ(root.raised, raised);
+}
+
+TEST(qelAppletWakeUp, RaisesTheSignalOncePerPass) {
+  Chain tree;
+  tree.root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  for (int pass = 1; pass <= 3; ++pass) {
+    tree.leaf.AppletWakeUp();
+    tree.leaf.AppletWakeUp();
+    tree.middle.AppletWakeUp();
+    tree.root.AppletWakeUp();
+    EXPECT_EQ(tree.root.raised, pass);
+    tree.root.AppletRun(qelAppletMsgNone);
+  }
+  EXPECT_EQ(tree.leaf.raised + tree.middle.raised, 0);
+}
+
+TEST(qelAppletWakeUp, RaisesNoSignalWithoutTheRootsOption) {
+  Chain tree;
+  tree.leaf.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.root.raised + tree.leaf.raised, 0);
+}
+
+TEST(qelAppletAttach, WakesTheParentAndNotTheChild) {
+  Node root, child;
+  root.AppletAttach(&child, 0);
+  EXPECT_EQ(root.Marks(), "w");
+  EXPECT_EQ(child.Marks(), "-");
+  EXPECT_EQ(child.Parent(), &root);
+  EXPECT_TRUE(root.HadChild());
+  EXPECT_FALSE(child.HadChild());
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(root.messages, ElementsAre(0));
+  EXPECT_THAT(child.messages, IsEmpty());
+}
+
+TEST(qelAppletAttach, DoesNotRunAChildThatWasWokenEarlier) {
+  ScopedTickCount tick(0);
+  Node root, child;
+  child.AppletWakeUp();
+  root.AppletAttach(&child, 0);
+  EXPECT_EQ(root.Marks(), "w");
+  root.AppletRun(qelAppletMsgNone);
+  child.AppletWakeUp();
+  EXPECT_EQ(root.Marks(), "-");
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(child.messages, IsEmpty());
+  qelTimeout timeout;
+  root.TimeoutStart(&timeout, 0);
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(child.messages, ElementsAre(0));
+  root.TimeoutCancel(&timeout);
+}
+
+TEST(qelAppletAttach, HandsTheSignalOptionDown) {
+  Node plain, signalled, a, b, c;
+  signalled.AppletSetOptions(qelAppletOptionWakeUpSignal | qelAppletOptionDeleteOnDetach);
+  plain.AppletAttach(&a, qelAppletOptionWakeUpSignal);
+  EXPECT_EQ(a.Options(), 0u);
+  a.AppletAttach(&c, 0);
+  signalled.AppletAttach(&b, 0);
+  EXPECT_EQ(b.Options(), qelAppletOptionWakeUpSignal);
+  plain.AppletDetach(&a);
+  signalled.AppletAttach(&a, 0);
+  EXPECT_EQ(a.Options(), qelAppletOptionWakeUpSignal);
+  EXPECT_EQ(c.Options(), 0u); // only the child itself
+}
+
+TEST(qelAppletAttach, TakesDeletionAloneFromItsOptions) {
+  Node root;
+  Node* child = new Node;
+  root.AppletAttach(child, 0xFFFFFFFF);
+  EXPECT_EQ(child->Options(), qelAppletOptionDeleteOnDetach);
+  root.AppletDetach(child);
+}
+
+TEST(qelAppletAttach, LeavesTheChildsOwnOptions) {
+  Node root, child;
+  child.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  root.AppletAttach(&child, 0);
+  EXPECT_EQ(child.Options(), qelAppletOptionWakeUpSignal);
+}
+
+TEST(qelAppletDetach, FreesTheChildAndWakesTheParent) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 5);
+  EXPECT_EQ(tree.root.First(), &timeout);
+  tree.middle.AppletDetach(&tree.leaf);
+  EXPECT_EQ(tree.Marks(), "wc w -");
+  EXPECT_EQ(tree.leaf.Parent(), nullptr);
+  EXPECT_TRUE(tree.middle.HadChild());
+  EXPECT_EQ(tree.root.First(), nullptr);
+  tree.leaf.AppletWakeUp();
+  EXPECT_EQ(tree.leaf.Marks(), "w");
+  tree.root.AppletAttach(&tree.leaf, 0);
+  EXPECT_EQ(tree.leaf.Parent(), &tree.root);
+  EXPECT_EQ(tree.root.First(), &timeout);
+  tree.leaf.TimeoutCancel(&timeout);
+}
+
+TEST(qelAppletDetach, DeletesAChildThatHasTheOption) {
+  int ended = 0;
+  Node root;
+  for (int how = 0; how < 2; ++how) {
+    Node* child = new Node;
+    child->onEnd = [&] { ended += 1; };
+    const qelAppletOptions option = qelAppletOptionDeleteOnDetach;
+    if (how == 0)
+      child->AppletSetOptions(option);
+    root.AppletAttach(child, how == 0 ? 0 : option);
+    root.AppletRun(qelAppletMsgNone);
+    root.AppletDetach(child);
+    EXPECT_EQ(ended, how + 1);
+    EXPECT_EQ(root.Marks(), "w");
+  }
+}
+
+TEST(qelAppletDetach, DeletesANodeOfNoTreeToo) {
+  int ended = 0;
+  Node root;
+  Node* child = new Node;
+  child->onEnd = [&] { ended += 1; };
+  child->AppletSetOptions(qelAppletOptionDeleteOnDetach);
+  root.AppletDetach(child);
+  EXPECT_EQ(ended, 1);
+  EXPECT_EQ(root.Marks(), "w");
+}
+
+TEST(qelAppletDetach, KeepsTheOrderOfTheOthers) {
+  std::vector<std::string> trace;
+  Node root, a("a"), b("b"), c("c");
+  for (Node* node : {&a, &b, &c}) {
+    node->trace = &trace;
+    root.AppletAttach(node, 0);
+  }
+  root.AppletDetach(&a);
+  root.AppletAttach(&a, 0);
+  for (Node* node : {&a, &b, &c})
+    node->AppletWakeUp();
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(trace, ElementsAre("b", "c", "a"));
+}
+
+TEST(qelAppletOptions, AreSetClearedAndTold) {
+  Node node;
+  EXPECT_EQ(node.AppletSetOptions(qelAppletOptionWakeUpSignal), 1u);
+  EXPECT_EQ(node.AppletSetOptions(qelAppletOptionDeleteOnDetach), 3u);
+  EXPECT_EQ(node.AppletSetOptions(0x80000000), 0x80000003u);
+  EXPECT_EQ(node.AppletClearOptions(qelAppletOptionWakeUpSignal | 4), 0x80000002u);
+  EXPECT_EQ(node.AppletClearOptions(0), 0x80000002u);
+  EXPECT_EQ(node.Options(), 0x80000002u);
+}
+
+TEST(qelAppletDestructor, LeavesTheTree) {
+  Node root;
+  auto child = std::make_unique<Node>();
+  root.AppletAttach(child.get(), 0);
+  root.AppletRun(qelAppletMsgNone);
+  child.reset();
+  EXPECT_EQ(root.Marks(), "w");
+  EXPECT_EQ(root.AppletRun(qelAppletMsgNone), qelAppletMsgQuit); // no child is left
+}
+
+TEST(qelAppletDestructor, DetachesItsChildren) {
+  std::vector<std::string> ended;
+  Node kept("kept");
+  {
+    Node root;
+    root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+    for (const char* name : {"a", "b"}) {
+      Node* child = new Node(name);
+      child->onEnd = [&ended, name] { ended.push_back(name); };
+      root.AppletAttach(child, qelAppletOptionDeleteOnDetach);
+      if (name[0] == 'a')
+        root.AppletAttach(&kept, 0);
+    }
+  }
+  EXPECT_THAT(ended, ElementsAre("a", "b"));
+  EXPECT_EQ(kept.Parent(), nullptr);
+  kept.AppletWakeUp();
+  EXPECT_EQ(kept.raised, 1); // a root of its own, with the option that it was given
+}
+
+TEST(qelAppletDestructor, DeletesWholeSubtrees) {
+  int ended = 0;
+  Node root;
+  std::vector<Node*> chain = {&root};
+  for (int level = 0; level < 500; ++level) {
+    Node* child = new Node;
+    child->onEnd = [&] { ended += 1; };
+    chain.back()->AppletAttach(child, qelAppletOptionDeleteOnDetach);
+    chain.push_back(child);
+  }
+  root.AppletDetach(chain[1]);
+  EXPECT_EQ(ended, 500);
+}
+
+TEST(qelAppletFirstExpiringTimeout, IsTheEarliestOfTheSubtree) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  qelTimeout a, b, c, d;
+  tree.root.TimeoutStart(&a, 30);
+  EXPECT_EQ(tree.root.First(), &a);
+  tree.leaf.TimeoutStart(&b, 20);
+  EXPECT_EQ(tree.root.First(), &b);
+  tree.leaf.TimeoutStart(&c, 10);
+  EXPECT_EQ(tree.root.First(), &c);
+  tree.middle.TimeoutStart(&d, 15);
+  EXPECT_EQ(tree.root.First(), &c);
+  tree.leaf.TimeoutCancel(&c);
+  EXPECT_EQ(tree.root.First(), &d);
+  EXPECT_EQ(tree.leaf.First(), &b);
+}
+
+TEST(qelAppletFirstExpiringTimeout, PrefersItsOwnAmongEquals) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  qelTimeout own, below;
+  tree.leaf.TimeoutStart(&below, 10);
+  tree.root.TimeoutStart(&own, 10);
+  EXPECT_EQ(tree.root.First(), &own);
+  tick.Set(20); // both have expired
+  EXPECT_EQ(tree.root.First(), &own);
+}
+
+TEST(qelAppletFirstExpiringTimeout, PrefersTheEarlierChildAmongEquals) {
+  ScopedTickCount tick(0);
+  Node root, first, second;
+  root.AppletAttach(&first, 0);
+  root.AppletAttach(&second, 0);
+  qelTimeout a, b;
+  second.TimeoutStart(&b, 10);
+  first.TimeoutStart(&a, 10);
+  EXPECT_EQ(root.First(), &a);
+  tick.Set(1);
+  first.TimeoutStart(&a, 10);
+  EXPECT_EQ(root.First(), &b);
+}
+
+TEST(qelAppletFirstExpiringTimeout, AsksWhatAChildOverrides) {
+  struct Other : Node {
+    qelTimeout* FirstExpiringTimeout() override { return &timeout; }
+    qelTimeout timeout;
+  };
+  ScopedTickCount tick(0);
+  Node root;
+  Other child;
+  child.timeout.Start(7);
+  root.AppletAttach(&child, 0);
+  EXPECT_EQ(root.First(), &child.timeout);
+}
+
+TEST(qelAppletHandleExpiredTimeouts, SeesTheWholeSubtree) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 10);
+  tree.root.HandleExpiredTimeouts();
+  EXPECT_EQ(tree.root.timeouts, 0);
+  tick.Set(10);
+  tree.root.HandleExpiredTimeouts();
+  EXPECT_EQ(tree.root.timeouts, 1); // though only the leaf's timeout is due
+  EXPECT_EQ(tree.leaf.timeouts, 0);
+}
+
+TEST(qelAppletHandleExpiredTimeouts, DoesNothingByDefault) {
+  ScopedTickCount tick(0);
+  qelApplet node;
+  qelTimeoutQueue& queue = node;
+  qelTimeout timeout;
+  queue.TimeoutStart(&timeout, 0);
+  queue.HandleExpiredTimeouts();
+  queue.HandleExpiredTimeouts();
+  EXPECT_EQ(queue.FirstExpiringTimeout(), &timeout);
+}
+
+TEST_F(qelAppletSelfWait, ReturnsAtOnceWhenWoken) {
+  Node node; // with no timeout, and no signal
+  node.AppletWakeUp();
+  node.SelfWait();
+  EXPECT_EQ(node.Marks(), "w");
+  EXPECT_THAT(g_sleeps, IsEmpty());
+}
+
+TEST_F(qelAppletSelfWait, SleepsUntilTheFirstTimeout) {
+  ScopedTickCount tick(0xFFFFFFF0);
+  Chain tree;
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 0x20);
+  tick.Set(8);
+  tree.root.SelfWait();
+  EXPECT_THAT(g_sleeps, ElementsAre(8));
+  EXPECT_THAT(tree.root.waits, IsEmpty());
+  EXPECT_EQ(tree.root.Marks(), "w"); // though the sleep has not moved the tick
+}
+
+TEST_F(qelAppletSelfWait, WaitsForTheSignalUntilTheFirstTimeout) {
+  ScopedTickCount tick(100);
+  Chain tree;
+  tree.root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 25);
+  tick.Set(105);
+  tree.root.SelfWait();
+  EXPECT_THAT(tree.root.waits, ElementsAre(20));
+  EXPECT_THAT(g_sleeps, IsEmpty());
+  EXPECT_EQ(tree.root.Marks(), "w");
+}
+
+TEST_F(qelAppletSelfWait, WaitsForTheSignalAloneWithoutTimeouts) {
+  Chain tree;
+  tree.root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  tree.root.SelfWait();
+  EXPECT_THAT(tree.root.waits, ElementsAre(kForEver));
+  EXPECT_EQ(tree.root.Marks(), "w");
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(tree.trace, ElementsAre("root")); // whatever has ended the wait
+}
+
+TEST_F(qelAppletSelfWait, MarksTheChildrenWhenATimeoutHasExpired) {
+  ScopedTickCount tick(0);
+  for (bool signalled : {false, true}) {
+    uint32_t now = 0;
+    tick.Set(now);
+    Chain tree;
+    if (signalled)
+      tree.root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+    tree.root.onWait = g_onSleep = [&](qelULong ms) { tick.Set(now += ms); };
+    qelTimeout timeout;
+    tree.leaf.TimeoutStart(&timeout, 10);
+    tree.root.SelfWait();
+    EXPECT_EQ(tree.root.Marks(), "wc");
+    tree.root.AppletRun(qelAppletMsgNone);
+    EXPECT_THAT(tree.trace, ElementsAre("root", "middle", "leaf"));
+    tree.trace.clear();
+    tree.root.SelfWait(); // the timeout is still there
+    EXPECT_EQ(tree.root.Marks(), "wc");
+    g_onSleep = nullptr;
+  }
+  EXPECT_THAT(g_sleeps, ElementsAre(10, 0));
+}
+
+TEST_F(qelAppletSelfWait, LooksAgainAtWhatTheWaitHasLeft) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  tree.root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  auto timeout = std::make_unique<qelTimeout>();
+  tree.leaf.TimeoutStart(timeout.get(), 10);
+  tree.root.onWait = [&](qelULong ms) {
+    tick.Set(ms);
+    timeout.reset(); // what has been the first
+  };
+  tree.root.SelfWait();
+  EXPECT_EQ(tree.root.Marks(), "w");
+}
+
+TEST_F(qelAppletSelfWait, LetsAnOwnersLoopEnd) {
+  ScopedTickCount tick(0xFFFFFF00);
+  uint32_t now = 0xFFFFFF00;
+  g_onSleep = [&](qelULong ms) { tick.Set(now += ms); };
+  Chain tree;
+  tree.root.body = tree.middle.body = nullptr;
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 300);
+  tree.leaf.body = [&](qelAppletMsg) {
+    return timeout.IsExpired() ? qelAppletMsgQuit : qelAppletMsgNone;
+  };
+  int passes = 1;
+  while (passes < 100 && tree.root.AppletRun(qelAppletMsgNone) != qelAppletMsgQuit) {
+    tree.root.SelfWait();
+    passes += 1;
+  }
+  EXPECT_EQ(passes, 4); // nothing due, the leaf ends, the middle, the root
+  EXPECT_THAT(g_sleeps, ElementsAre(300));
+  EXPECT_EQ(tree.leaf.messages.size(), 1u);
+}
+
+TEST_F(qelAppletWaitWakeUpSignal, SleepsByDefault) {
+  struct Plain : qelApplet {
+    using qelApplet::RaiseWakeUpSignal;
+    using qelApplet::WaitWakeUpSignal;
+  };
+  Plain node;
+  node.WaitWakeUpSignal(12);
+  node.RaiseWakeUpSignal();
+  node.AppletSetOptions(qelAppletOptionWakeUpSignal);
+  node.SelfWait();
+  EXPECT_THAT(g_sleeps, ElementsAre(12, kForEver));
+}
+
+namespace {
+
+constexpr int kWidth = 100;
+
+// A node that counts the runs of its body, its living fellows and itself.
+class Counted : public qelApplet {
+public:
+  Counted() { living += 1; }
+  ~Counted() override { living -= 1; }
+
+  static int living;
+  static int runs;
+
+protected:
+  qelAppletMsg AppletLoop(qelAppletMsg msg) override {
+    runs += 1;
+    return qelApplet::AppletLoop(msg);
+  }
+};
+int Counted::living = 0;
+int Counted::runs = 0;
+
+// Restarts its timeout until it has expired three times, and ends.
+class Leaf : public Counted {
+public:
+  explicit Leaf(qelULong ms) : m_ms(ms) { TimeoutStart(&m_timeout, ms); }
+  static int fired;
+
+protected:
+  qelAppletMsg AppletLoop(qelAppletMsg) override {
+    runs += 1;
+    HandleExpiredTimeouts();
+    return m_times == 3 ? qelAppletMsgQuit : qelAppletMsgNone;
+  }
+
+private:
+  void OnTimeouts() override {
+    fired += 1;
+    m_times += 1;
+    TimeoutStart(&m_timeout, m_ms);
+  }
+
+  const qelULong m_ms;
+  qelTimeout m_timeout;
+  int m_times = 0;
+};
+int Leaf::fired = 0;
+
+// 100 containers with 100 leaves each, made by the given function, all deleted by their parents.
+// Runs the containers once, so that nothing is marked.
+void Plant(Node* root, const std::function<Counted*()>& newLeaf) {
+  for (int i = 0; i < kWidth; ++i) {
+    Counted* container = new Counted;
+    root->AppletAttach(container, qelAppletOptionDeleteOnDetach);
+    for (int k = 0; k < kWidth; ++k)
+      container->AppletAttach(newLeaf(), qelAppletOptionDeleteOnDetach);
+  }
+  root->AppletRun(qelAppletMsgNone);
+  Counted::runs = 0;
+  Leaf::fired = 0;
+}
+
+} // namespace
+
+TEST_F(qelAppletTree, CostsNoBodyCallWhileItIsIdle) {
+  ScopedTickCount tick(0);
+  Node root;
+  Plant(&root, [] { return new Leaf(10); });
+  ASSERT_EQ(Counted::living, kWidth * kWidth + kWidth);
+  root.messages.clear();
+  for (uint32_t now = 0; now < 10; ++now) {
+    tick.Set(now);
+    EXPECT_EQ(root.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  }
+  EXPECT_EQ(Counted::runs, 0);
+  EXPECT_THAT(root.messages, IsEmpty());
+}
+
+TEST_F(qelAppletTree, RunsTheWayToOneNodeOfMany) {
+  Node root;
+  Counted* last = nullptr;
+  Plant(&root, [&] { return last = new Counted; });
+  last->AppletWakeUp();
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_EQ(Counted::runs, 2); // a container and its leaf
+}
+
+TEST_F(qelAppletTree, FiresEveryTimeoutAndEndsAcrossTheWrapOfTheTick) {
+  uint32_t now = 0xFFFFFFFF - 150;
+  ScopedTickCount tick(now);
+  {
+    Node root;
+    root.AppletSetOptions(qelAppletOptionWakeUpSignal);
+    root.onWait = [&](qelULong ms) {
+      EXPECT_NE(ms, kForEver);
+      tick.Set(now += ms);
+    };
+    std::mt19937 random(36);
+    Plant(&root, [&] { return new Leaf(static_cast<qelULong>(10 + random() % 10 * 10)); });
+    int passes = 0;
+    while (passes < 1000 && root.AppletRun(qelAppletMsgNone) != qelAppletMsgQuit) {
+      root.SelfWait();
+      passes += 1;
+    }
+    EXPECT_EQ(root.LastMsg(), qelAppletMsgQuit);
+    // The moments at which something is due: 10, 20, 30 ... 100, then up to 300.
+    EXPECT_THAT(root.waits, testing::Each(testing::Lt(100u)));
+    EXPECT_LE(passes, 32);
+  }
+  EXPECT_EQ(Leaf::fired, 3 * kWidth * kWidth);
+  EXPECT_EQ(Counted::living, 0);
+  EXPECT_EQ(now, 300u - 151u);
+  EXPECT_THAT(g_sleeps, IsEmpty());
+}
+
+TEST_F(qelAppletTree, WakesUpFromAnyDepth) {
+  constexpr int kDepth = 10000;
+  std::deque<Node> chain(kDepth); // the root ends first
+  chain.front().AppletSetOptions(qelAppletOptionWakeUpSignal);
+  for (int i = 1; i < kDepth; ++i)
+    chain[i - 1].AppletAttach(&chain[i], 0);
+  chain.front().AppletRun(qelAppletMsgNone);
+  for (Node& node : chain) {
+    node.messages.clear();
+    ASSERT_EQ(node.Marks(), "-");
+  }
+  const int raised = chain.front().raised;
+  chain.back().AppletWakeUp();
+  EXPECT_EQ(chain.front().raised, raised + 1);
+  EXPECT_EQ(chain.back().Marks(), "w");
+  for (int i = 0; i + 1 < kDepth; ++i)
+    ASSERT_EQ(chain[i].Marks(), "wc");
+  chain.front().AppletRun(qelAppletMsgNone);
+  for (Node& node : chain) {
+    ASSERT_EQ(node.Marks(), "-");
+    ASSERT_THAT(node.messages, ElementsAre(0));
+  }
+  EXPECT_EQ(chain.front().First(), nullptr);
+}
