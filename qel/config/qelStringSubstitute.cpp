@@ -57,8 +57,5 @@ char* qelStringResolveVariable(const char* name, char* (*callback)(char* name, v
   }
   if (strncmp(name, kEnvironmentPrefix, kEnvironmentPrefixLength) != 0)
     return nullptr;
-  char value[4096];
-  const size_t length =
-      qelPlatform_GetEnvironment(name + kEnvironmentPrefixLength, value, sizeof value);
-  return length != 0 ? qelMem_StrDup(value) : nullptr;
+  return qelGetEnvironmentVariable(name + kEnvironmentPrefixLength);
 }
