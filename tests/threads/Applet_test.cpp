@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -959,4 +958,388 @@ TEST_F(qelAppletTree, WakesUpFromAnyDepth) {
     ASSERT_THAT(node.messages, ElementsAre(0));
   }
   EXPECT_EQ(chain.front().First(), nullptr);
+}
+
+namespace {
+
+constexpr int kTimeoutsPerNode = 2;
+
+// What a body does at its nth run, the same in the tree and in its model.
+struct Deed {
+  Deed(int id, int run) {
+    std::mt19937 random(static_cast<uint32_t>(id * 1000 + run));
+    kind = static_cast<int>(random() % 6);
+    number = static_cast<int>(random() % 1000);
+    result = static_cast<int>(random() % 24);
+  }
+  int kind;   // 0 start a timeout, 1 wake a node, 2 detach a child, else nothing
+  int number; // of the node; the milliseconds
+  int result; // 0 quit, 1 and 2 run again, 3 what the default body returns, else none
+};
+
+// A wait of this many milliseconds ends after that many.
+uint32_t Waited(qelULong ms) {
+  return std::min<qelULong>(ms, 20);
+}
+
+// The trees as tables: nodes are numbers, and the first timeout is the least of a flat list.
+class Model {
+public:
+  struct Item {
+    bool alive = true, woken = false, childWoken = false, hadChild = false;
+    int parent = -1, lastMsg = 0, runs = 0, timeouts = 0, raised = 0;
+    qelAppletOptions options = 0;
+    std::vector<int> children;
+    std::vector<int> queue; // timeouts in the order of expiry
+  };
+
+  uint32_t Remaining(int t) const {
+    const uint32_t elapsed = now - starts[t];
+    return elapsed < durations[t] ? durations[t] - elapsed : 0;
+  }
+  int Add() {
+    items.emplace_back();
+    starts.resize(items.size() * kTimeoutsPerNode);
+    durations.resize(starts.size());
+    return static_cast<int>(items.size()) - 1;
+  }
+  void Start(int t, uint32_t ms) {
+    Cancel(t);
+    starts[t] = now;
+    durations[t] = ms;
+    std::vector<int>& queue = items[t / kTimeoutsPerNode].queue;
+    size_t place = 0;
+    while (place < queue.size() && Remaining(queue[place]) <= ms)
+      ++place;
+    queue.insert(queue.begin() + static_cast<ptrdiff_t>(place), t);
+  }
+  void Cancel(int t) { Drop(&items[t / kTimeoutsPerNode].queue, t); }
+
+  int First(int i) const {
+    std::vector<int> heads;
+    Collect(i, &heads);
+    int best = -1;
+    for (int t : heads)
+      best = best < 0 || Remaining(t) < Remaining(best) ? t : best;
+    return best;
+  }
+  bool IsDue(int i) const { return First(i) >= 0 && Remaining(First(i)) == 0; }
+
+  void WakeUp(int i) {
+    Item& item = items[i];
+    if (item.woken)
+      return;
+    item.woken = true;
+    if (item.parent >= 0) {
+      items[item.parent].childWoken = true;
+      WakeUp(item.parent);
+    } else if ((item.options & 1) != 0 && item.alive) {
+      item.raised += 1;
+    }
+  }
+  void Attach(int parent, int child, qelAppletOptions options) {
+    items[child].options |= (items[parent].options & 1) | (options & 2);
+    items[child].parent = parent;
+    items[parent].children.push_back(child);
+    items[parent].hadChild = true;
+    WakeUp(parent);
+  }
+  void Detach(int child) {
+    const int parent = items[child].parent;
+    items[child].parent = -1;
+    Drop(&items[parent].children, child);
+    if ((items[child].options & 2) != 0)
+      End(child);
+    WakeUp(parent);
+  }
+  void End(int i) {
+    items[i].alive = false;
+    items[i].queue.clear();
+    if (items[i].parent >= 0) {
+      items[i].options &= ~qelAppletOptions(2);
+      Detach(i);
+    }
+    while (!items[i].children.empty())
+      Detach(items[i].children.front());
+  }
+  int Run(int i, int msg) {
+    if (items[i].lastMsg == 1)
+      return 1;
+    const bool due = !items[i].woken && msg == 0 && IsDue(i);
+    if (!items[i].woken && msg == 0 && !due)
+      return 0;
+    items[i].woken = false;
+    items[i].childWoken |= due;
+    const int result = Body(i, msg);
+    items[i].lastMsg = result;
+    if (result == 2)
+      WakeUp(i);
+    if (items[i].childWoken) {
+      items[i].childWoken = false;
+      for (int child : std::vector<int>(items[i].children)) {
+        if (Run(child, 0) == 1)
+          Detach(child);
+      }
+    }
+    return result;
+  }
+  void Wait(int i) {
+    if (items[i].woken)
+      return;
+    const qelULong ms = First(i) < 0 ? kForEver : Remaining(First(i));
+    ((items[i].options & 1) != 0 ? waits : sleeps).push_back(ms);
+    now += Waited(ms);
+    items[i].woken = true;
+    items[i].childWoken |= IsDue(i);
+  }
+
+  std::vector<Item> items;
+  std::vector<uint32_t> starts, durations;
+  std::vector<qelULong> waits, sleeps;
+  uint32_t now = 0;
+
+private:
+  static void Drop(std::vector<int>* list, int what) {
+    list->erase(std::remove(list->begin(), list->end(), what), list->end());
+  }
+  void Collect(int i, std::vector<int>* heads) const {
+    if (!items[i].queue.empty())
+      heads->push_back(items[i].queue.front());
+    for (int child : items[i].children)
+      Collect(child, heads);
+  }
+  int Body(int i, int msg) {
+    const Deed deed(i, ++items[i].runs);
+    if (IsDue(i)) {
+      items[i].timeouts += 1;
+      for (int t = i * kTimeoutsPerNode; t < (i + 1) * kTimeoutsPerNode; ++t) {
+        if (Remaining(t) == 0)
+          Cancel(t);
+      }
+    }
+    const int other = deed.number % static_cast<int>(items.size());
+    if (deed.kind == 0)
+      Start(i * kTimeoutsPerNode, static_cast<uint32_t>(deed.number % 40));
+    else if (deed.kind == 1 && items[other].alive)
+      WakeUp(other);
+    else if (deed.kind == 2 && !items[i].children.empty())
+      Detach(*std::min_element(items[i].children.begin(), items[i].children.end()));
+    if (deed.result == 3)
+      return !items[i].hadChild ? msg : items[i].children.empty() ? 1 : 0;
+    return deed.result == 0 ? 1 : deed.result <= 2 ? 2 : 0;
+  }
+};
+
+class Tree;
+
+// The trees themselves, whose bodies do what the model's do. A node that has ended is null.
+struct Forest {
+  void Advance(uint32_t ms) { tick.Set(now += ms); }
+  int LowestChildOf(const qelApplet* parent) const;
+
+  uint32_t now = 0;
+  ScopedTickCount tick{0};
+  std::vector<Tree*> nodes;
+  std::vector<qelULong> waits;
+};
+
+class Tree : public Node {
+public:
+  explicit Tree(Forest* forest)
+      : timers(kTimeoutsPerNode), m_forest(forest), m_id(static_cast<int>(forest->nodes.size())) {
+    forest->nodes.push_back(this);
+    for (qelTimeout& timer : timers)
+      timer.Start(0);
+    onWait = [this](qelULong ms) {
+      m_forest->waits.push_back(ms);
+      m_forest->Advance(Waited(ms));
+    };
+    onTimeouts = [this] {
+      for (qelTimeout& timer : timers) {
+        if (timer.IsExpired())
+          TimeoutCancel(&timer);
+      }
+    };
+    body = [this](qelAppletMsg msg) { return Play(msg); };
+  }
+  ~Tree() override { m_forest->nodes[m_id] = nullptr; }
+
+  std::deque<qelTimeout> timers;
+
+private:
+  qelAppletMsg Play(qelAppletMsg msg) {
+    const Deed deed(m_id, static_cast<int>(messages.size()));
+    HandleExpiredTimeouts();
+    Tree* other = m_forest->nodes[deed.number % m_forest->nodes.size()];
+    const int child = m_forest->LowestChildOf(this);
+    if (deed.kind == 0)
+      TimeoutStart(&timers[0], static_cast<qelULong>(deed.number % 40));
+    else if (deed.kind == 1 && other != nullptr)
+      other->AppletWakeUp();
+    else if (deed.kind == 2 && child >= 0)
+      AppletDetach(m_forest->nodes[child]);
+    if (deed.result == 3)
+      return qelApplet::AppletLoop(msg);
+    if (deed.result == 0)
+      return qelAppletMsgQuit;
+    return deed.result <= 2 ? qelAppletMsgRunAgain : qelAppletMsgNone;
+  }
+
+  Forest* const m_forest;
+  const int m_id;
+};
+
+int Forest::LowestChildOf(const qelApplet* parent) const {
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    if (nodes[i] != nullptr && nodes[i]->Parent() == parent)
+      return static_cast<int>(i);
+  }
+  return -1;
+}
+
+// One line for each node, in the tree's words and in the model's.
+std::string Describe(const Forest& forest, const Model& model, bool real) {
+  std::string text;
+  for (size_t i = 0; i < model.items.size(); ++i) {
+    Tree* node = forest.nodes[i];
+    const Model::Item& item = model.items[i];
+    std::vector<int> facts;
+    if (real && node != nullptr) {
+      const qelTimeout* first = node->First();
+      int number = -1, parent = -1;
+      for (size_t k = 0; k < forest.nodes.size(); ++k) {
+        if (forest.nodes[k] != nullptr && forest.nodes[k] == node->Parent())
+          parent = static_cast<int>(k);
+        for (int t = 0; forest.nodes[k] != nullptr && t < kTimeoutsPerNode; ++t) {
+          if (&forest.nodes[k]->timers[t] == first)
+            number = static_cast<int>(k) * kTimeoutsPerNode + t;
+        }
+      }
+      facts = {node->Woken(),   node->ChildWoken(), parent, static_cast<int>(node->Options()),
+               node->LastMsg(), node->HadChild(),   number, static_cast<int>(node->messages.size()),
+               node->timeouts,  node->raised};
+    } else if (!real && item.alive) {
+      facts = {item.woken,
+               item.childWoken,
+               item.parent,
+               static_cast<int>(item.options),
+               item.lastMsg,
+               item.hadChild,
+               model.First(static_cast<int>(i)),
+               item.runs,
+               item.timeouts,
+               item.raised};
+    }
+    text += std::to_string(i) + ":";
+    for (int fact : facts)
+      text += " " + std::to_string(fact);
+    text += "\n";
+  }
+  return text;
+}
+
+} // namespace
+
+TEST_F(qelAppletModel, AgreesOverRandomOperations) {
+  std::mt19937 random(37);
+  const auto below = [&](size_t end) { return static_cast<int>(random() % end); };
+  int runs = 0;
+  for (int round = 0; round < 30; ++round) {
+    Forest forest;
+    Model model;
+    g_sleeps.clear();
+    g_onSleep = [&](qelULong ms) { forest.Advance(Waited(ms)); };
+    model.now = round % 2 == 0 ? 0 : 0xFFFFFF00;
+    forest.Advance(model.now);
+    for (int step = 0; step < 400; ++step) {
+      if (forest.nodes.size() < 6 || (forest.nodes.size() < 40 && below(8) == 0)) {
+        new Tree(&forest);
+        const int id = model.Add();
+        for (int t = 0; t < kTimeoutsPerNode; ++t)
+          model.starts[id * kTimeoutsPerNode + t] = model.now;
+      }
+      const int i = below(forest.nodes.size());
+      const int other = below(forest.nodes.size());
+      Tree* node = forest.nodes[i];
+      if (node == nullptr)
+        continue;
+      const Model::Item item = model.items[i];
+      const int t = below(kTimeoutsPerNode);
+      const int number = below(50);
+      switch (below(12)) {
+      case 0:
+        node->AppletWakeUp();
+        model.WakeUp(i);
+        break;
+      case 1:
+        node->TimeoutStart(&node->timers[t], static_cast<qelULong>(number));
+        model.Start(i * kTimeoutsPerNode + t, static_cast<uint32_t>(number));
+        break;
+      case 2:
+        node->TimeoutCancel(&node->timers[t]);
+        model.Cancel(i * kTimeoutsPerNode + t);
+        break;
+      case 3:
+      case 4: { // a root below a node that is not below that root
+        int top = other;
+        while (model.items[top].parent >= 0)
+          top = model.items[top].parent;
+        if (item.parent >= 0 || top == i || !model.items[other].alive)
+          break;
+        forest.nodes[other]->AppletAttach(node, static_cast<qelAppletOptions>(number % 4));
+        model.Attach(other, i, static_cast<qelAppletOptions>(number % 4));
+        break;
+      }
+      case 5:
+        if (item.parent < 0 || number % 3 != 0)
+          break;
+        forest.nodes[item.parent]->AppletDetach(node);
+        model.Detach(i);
+        break;
+      case 6:
+        if ((item.parent >= 0 && (item.options & 2) != 0) || number % 8 != 0)
+          break;
+        delete node;
+        model.End(i);
+        break;
+      case 7:
+        if (number % 2 == 0) {
+          EXPECT_EQ(node->AppletSetOptions(1), item.options | 1);
+          model.items[i].options |= 1;
+        } else {
+          EXPECT_EQ(node->AppletClearOptions(3), item.options & ~3u);
+          model.items[i].options &= ~3u;
+        }
+        break;
+      case 8:
+        forest.Advance(static_cast<uint32_t>(number % 10));
+        model.now += static_cast<uint32_t>(number % 10);
+        break;
+      case 9:
+        if ((item.options & 1) != 0 || item.woken || model.First(i) >= 0) {
+          node->SelfWait();
+          model.Wait(i);
+        }
+        break;
+      default: {
+        const int msg = number % 10 == 0 ? 2 : 0;
+        ASSERT_EQ(node->AppletRun(static_cast<qelAppletMsg>(msg)), model.Run(i, msg));
+      }
+      }
+      ASSERT_EQ(Describe(forest, model, true), Describe(forest, model, false))
+          << "round " << round << " step " << step;
+      ASSERT_EQ(forest.waits, model.waits);
+      ASSERT_EQ(g_sleeps, model.sleeps);
+      ASSERT_EQ(forest.now, model.now);
+    }
+    for (const Model::Item& item : model.items)
+      runs += item.runs;
+    for (Tree* node : forest.nodes) {
+      if (node != nullptr)
+        node->AppletClearOptions(qelAppletOptionDeleteOnDetach);
+    }
+    for (size_t i = 0; i < forest.nodes.size(); ++i)
+      delete forest.nodes[i];
+  }
+  EXPECT_GT(runs, 1000);
 }
