@@ -328,7 +328,7 @@ TEST_F(ConfigCrash, KeepsAWholeFileWhenTheProcessEndsAfterAFailure) {
       // A program that could not complete the recovery goes on with what it has read.
       const std::set<std::string> old = {start.Content(),
                                          start.isValidThere ? "a" : start.Content()};
-      for (const Injection& death : AllDeaths(g_files.trace, failure.at + 1, /*parts=*/2)) {
+      for (const Injection& death : AllDeaths(g_files.trace, failure.at + 1, /*parts=*/1)) {
         Begin(start);
         g_files.injections = {failure, death};
         LoadChangeSave(m_path, /*saves=*/2);
