@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include <windows.h>
 
@@ -26,6 +27,7 @@ struct NameRecord {
 constexpr DWORD kNameException = 0x406D1388;
 constexpr DWORD kNameType = 0x1000;
 constexpr DWORD kNameArguments = 6;
+constexpr uint64_t kStackGrain = 0x10000;
 
 // The thread -------------------------------------------------------------------
 
@@ -39,6 +41,9 @@ static DWORD WINAPI RunThread(void* block) {
 // Handles ----------------------------------------------------------------------
 
 int qelThread_CreateHandle(qelOSThread* thread, uint64_t stackSize) {
+  // The system rounds sizes up, and such a one may come out as next to nothing.
+  if (stackSize > std::numeric_limits<uint64_t>::max() - kStackGrain)
+    return ERROR_NOT_ENOUGH_MEMORY;
   const DWORD flags = CREATE_SUSPENDED | (stackSize != 0 ? STACK_SIZE_PARAM_IS_A_RESERVATION : 0);
   thread->handle =
       ::CreateThread(nullptr, static_cast<SIZE_T>(stackSize), &RunThread, thread, flags, nullptr);

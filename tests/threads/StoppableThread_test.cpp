@@ -6,6 +6,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -444,6 +445,79 @@ TEST(QelStoppableThreadThreadSleep, PassesItsTime) {
   qelStoppableThread::ThreadSleep(0);
   qelStoppableThread::ThreadSleep(20);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(15));
+}
+
+// Each is asked to stop at once, wherever it is on its way.
+TEST(QelStoppableThreadStress, StartsAndStopsAsFastAsItCan) {
+  for (int round = 0; round < StressRounds(); ++round) {
+    OpenThread thread;
+    std::atomic<int> ran{0};
+    thread.m_body = [&](OpenThread* self) {
+      RunUntilAsked(self);
+      ran += 1;
+    };
+    EXPECT_EQ(thread.ThreadCreate(), 0);
+    thread.Go(round % 3);
+    thread.ThreadCancel();
+    thread.ThreadWaitTerminate();
+    EXPECT_EQ(ran.load(), 1);
+    EXPECT_EQ(thread.GetThreadState(), 7);
+  }
+}
+
+// The owner's step to 5 meets the thread's own last step, which it must not undo.
+TEST(QelStoppableThreadStress, KeepsTheLastStateWhenACancelMeetsIt) {
+  for (int round = 0; round < StressRounds(); ++round) {
+    OpenThread thread(/*kind=*/round % 2 == 0 ? 0 : -1);
+    Gate gate(2);
+    thread.m_body = [&](OpenThread*) { gate.Pass(); };
+    EXPECT_EQ(thread.ThreadCreate(), 0);
+    thread.Go(0);
+    gate.Pass();
+    thread.ThreadCancel();
+    AwaitThat([&] { return thread.GetThreadState() == 6; });
+    if (thread.GetThreadKind() == 0)
+      thread.ThreadWaitTerminate();
+  }
+}
+
+TEST(QelStoppableThreadStress, DeletesEachObjectOnce) {
+  std::atomic<int> deleted{0};
+  const int rounds = StressRounds();
+  for (int round = 0; round < rounds; ++round) {
+    OpenThread* thread = new OpenThread(/*kind=*/1 + round % 2);
+    thread->m_onDelete = [&](int state) { deleted += state >= 6 ? 1 : 0; };
+    EXPECT_EQ(thread->ThreadCreate(), 0);
+    thread->Go(round % 3);
+  }
+  AwaitThat([&] { return deleted == rounds; });
+}
+
+// Several owners at once, each with threads of its own.
+TEST(QelStoppableThreadStress, ServesManyOwners) {
+  std::atomic<int> ran{0};
+  std::vector<std::thread> owners;
+  const int rounds = StressRounds();
+  for (int owner = 0; owner < 4; ++owner)
+    owners.emplace_back([&] {
+      for (int round = 0; round < rounds; round += 4) {
+        OpenThread first;
+        OpenThread second;
+        for (OpenThread* thread : {&first, &second}) {
+          thread->m_body = [&](OpenThread* self) {
+            RunUntilAsked(self);
+            ran += 1;
+          };
+          EXPECT_EQ(thread->ThreadCreate(), 0);
+          thread->Go(0);
+        }
+        Finish(&second);
+        Finish(&first);
+      }
+    });
+  for (std::thread& owner : owners)
+    owner.join();
+  EXPECT_EQ(ran.load(), 4 * 2 * ((rounds + 3) / 4));
 }
 
 } // namespace
