@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/Gate.h>
+#include <tests/support/Stress.h>
 
 namespace {
 
@@ -70,6 +71,7 @@ protected:
 using QelOSConditionSignal = QelOSConditionTest;
 using QelOSConditionBroadcast = QelOSConditionTest;
 using QelOSConditionWaitTimeout = QelOSConditionTest;
+using QelOSConditionStress = QelOSConditionTest;
 
 TEST(QelOSConditionDelete, IgnoresNull) {
   qelOSCondition_Delete(nullptr);
@@ -309,6 +311,69 @@ TEST_F(QelOSConditionSignal, LosesNoWakeUpOfAConsumer) {
   for (std::thread& producer : producers)
     producer.join();
   consumer.join();
+  EXPECT_EQ(taken, 3 * items);
+  ExpectAtRest();
+}
+
+// Three waiters whose time runs out and two signallers set off together. A wait that gives 0 has had a
+// signal of its own, and nothing is left for the next round.
+TEST_F(QelOSConditionStress, LeavesNothingBehindWhenTimeOutsCrossSignals) {
+  const int rounds = StressRounds();
+  Gate gate(5 + 1);
+  std::atomic<int> woken{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 5; ++i)
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < rounds; ++round) {
+        gate.Pass();
+        if (i < 2)
+          qelOSCondition_Signal(condition);
+        else
+          woken += LockedWait(static_cast<qelULong>((i + round) % 2)) == 0 ? 1 : 0;
+        gate.Pass();
+      }
+    });
+  for (int round = 0; round < rounds; ++round) {
+    woken = 0;
+    gate.Pass();
+    gate.Pass();
+    EXPECT_LE(woken.load(), 2);
+    ExpectAtRest();
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+// What three producers put in, three consumers take out, though the time of a wait runs out now and
+// then.
+TEST_F(QelOSConditionStress, LosesNoItemOfSeveralProducersAndConsumers) {
+  const int items = 10 * StressRounds();
+  int stored = 0;
+  int taken = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&] {
+      for (int item = 0; item < items; ++item) {
+        qelOSMutex_Lock(outer);
+        stored += 1;
+        qelOSCondition_Signal(condition);
+        qelOSMutex_Unlock(outer);
+      }
+    });
+    threads.emplace_back([&] {
+      qelOSMutex_Lock(outer);
+      while (taken < 3 * items) {
+        // Who comes after the last item is woken by nobody.
+        if (stored == 0)
+          qelOSCondition_WaitTimeout(condition, outer, /*ms=*/2);
+        taken += stored;
+        stored = 0;
+      }
+      qelOSMutex_Unlock(outer);
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
   EXPECT_EQ(taken, 3 * items);
   ExpectAtRest();
 }
