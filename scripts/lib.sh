@@ -78,3 +78,13 @@ run_tests() {
   step "testing $folder"
   ctest --test-dir "$build/$folder" --output-on-failure -j "$(nproc)" "$@"
 }
+
+# Assertions on, and little optimisation: a sanitizer doubles what a compiler works on. Warnings are the
+# release build's affair; under a sanitizer the compiler sees faults that are not there.
+sanitizer_build=(-DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1" -DQEL_WERROR=OFF)
+
+# The tests that run threads, under ThreadSanitizer, in build/thread.
+build_threaded_tests() {
+  configure thread "${sanitizer_build[@]}" -DQEL_SANITIZE=thread
+  compile thread threaded_tests
+}
