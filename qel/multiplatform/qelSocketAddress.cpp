@@ -90,7 +90,7 @@ qelSocketHandle qelSocket_GetTCPSocket(unsigned hostAddress, unsigned short* por
     bound = *port;
     result = ReuseAndBind(socket, hostAddress, *port, "qelSocket_GetTCPSocket 1");
   } else if (hostAddress != 0) {
-    // Intended: the port that the system chose is not told, *port becomes 0. Callers that bind to one
+    // INTENDED: the port that the system chose is not told, *port becomes 0. Callers that bind to one
     // interface ask qelSocket_GetSockName. Pinned by QelSocketGetTCPSocket.TellsNoPortOnOneInterface.
     result = ReuseAndBind(socket, hostAddress, 0, "qelSocket_GetTCPSocket 2");
     if (result < 0) {
@@ -160,7 +160,7 @@ int qelSocket_GetSockName(qelSocketHandle socket, unsigned* ip, unsigned short* 
   const int result = qelSocketRaw_GetSockName(socket, &name);
   if (result < 0) {
     const KeptError error;
-    // Intended: the text speaks of the peer name. Whoever searches a log knows it by that.
+    // INTENDED: the text speaks of the peer name. Whoever searches a log knows it by that.
     // Pinned by QelSocketGetSockName.SpeaksOfThePeerNameInItsFailure.
     QEL_LOG(1, "Cannot get peer name for socket %d: error = %d [%s]\n", qelSocketRaw_Shown(socket),
             error.code, label);

@@ -120,7 +120,7 @@ int qelSocketSelect_Select(qelSocketSelect* select, fd_set* read, fd_set* write,
   fd_set own;
   FD_ZERO(&own);
   qelOSMutex_Lock(select->mutex);
-  // Intended: without a highest handle the caller's sets are emptied. The wait is then for the wake-up
+  // INTENDED: without a highest handle the caller's sets are emptied. The wait is then for the wake-up
   // alone. Pinned by QelSocketSelectSelect.EmptiesTheSetsWithoutAHighestHandle.
   if (nfds < 1) {
     for (fd_set* set : {read, write, except})
@@ -135,7 +135,7 @@ int qelSocketSelect_Select(qelSocketSelect* select, fd_set* read, fd_set* write,
   except = OrNull(except);
   qelOSMutex_Unlock(select->mutex);
 
-  // Intended: the result counts the wake-up socket. Callers go by the sets.
+  // INTENDED: the result counts the wake-up socket. Callers go by the sets.
   // Pinned by QelSocketSelectSelect.CountsTheWakeUpInItsResult.
   const int result = qelSocket_Select(read, write, except, nfds > wakeUp ? nfds : wakeUp, timeout);
   const qelSocketKeptError error;

@@ -260,7 +260,7 @@ int qelSocket_GetMACFromIP(unsigned* ip, unsigned char* mac, unsigned* size) {
   memset(mac, 0xFF, 8);
   if (*size < 6)
     return ENOBUFS;
-  FILE* file = ::fopen("/proc/net/arp", "re");
+  FILE* file = ::fopen("/proc/thread-self/net/arp", "re");
   if (file == nullptr)
     return errno;
   char* line = nullptr;

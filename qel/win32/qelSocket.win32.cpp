@@ -122,9 +122,11 @@ int qelSocketRaw_ListAddresses(unsigned** list) {
       qelMem_Alloc(static_cast<size_t>(found->iAddressCount) * sizeof(unsigned)));
   int count = 0;
   for (int i = 0; i < found->iAddressCount; ++i) {
+    // An adapter without an address may be listed with 0.0.0.0, which nobody can be reached at.
     const sockaddr* address = found->Address[i].lpSockaddr;
-    if (address->sa_family == AF_INET)
-      (*list)[count++] = reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr;
+    const unsigned number = reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr;
+    if (address->sa_family == AF_INET && number != 0)
+      (*list)[count++] = number;
   }
   return count;
 }
