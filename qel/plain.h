@@ -23,6 +23,7 @@
 #include <qel/multiplatform/qelMutex.h>
 #include <qel/multiplatform/qelPath.h>
 #include <qel/multiplatform/qelPlatform.h>
+#include <qel/multiplatform/qelPlugin.h>
 #include <qel/multiplatform/qelSemaphore.h>
 #include <qel/multiplatform/qelSocket.h>
 #include <qel/multiplatform/qelThread.h>

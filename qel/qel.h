@@ -47,6 +47,8 @@
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>
 #include <qel/files/PathName.h>
+#include <qel/files/PluginHandler.h>
+#include <qel/files/PluginLoader.h>
 #include <qel/files/SingleInstanceChecker.h>
 
 #include <qel/media/DLNAInfoMatcher.h>
