@@ -1,5 +1,5 @@
-// The program that the tests launch. It also reports its open descriptors and what it was left of the
-// signals.
+// The program that the tests launch. It also reports its open descriptors and the signals that are
+// blocked or ignored.
 
 #include <tests/support/Launched.h>
 
@@ -19,7 +19,7 @@ static std::string Surroundings() {
   for (int i = 1; i < 32; ++i) {
     struct sigaction action;
     if (::sigismember(&blocked, i) == 1 ||
-        (::sigaction(i, nullptr, &action) == 0 && action.sa_handler != SIG_DFL))
+        (::sigaction(i, nullptr, &action) == 0 && action.sa_handler == SIG_IGN))
       text += " " + std::to_string(i);
   }
   return text + "\ncallback " + LaunchedVariable("QEL_FATALERROR_CALLBACK") + "\n";
