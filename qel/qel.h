@@ -46,10 +46,12 @@
 
 #include <qel/files/Dir.h>
 #include <qel/files/File.h>
+#include <qel/files/FileHelper.h>
 #include <qel/files/PathName.h>
 #include <qel/files/PluginHandler.h>
 #include <qel/files/PluginLoader.h>
 #include <qel/files/SingleInstanceChecker.h>
+#include <qel/files/TextFile.h>
 
 #include <qel/media/DLNAInfoMatcher.h>
 #include <qel/media/ExpressionParser.h>
