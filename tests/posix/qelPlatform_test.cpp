@@ -6,6 +6,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/auxv.h>
 #include <sys/ptrace.h>
@@ -289,6 +290,63 @@ TEST(LaunchApplicationPosix, NeverAsksAShell) {
   const std::string error = "(Error = " + std::to_string(ENOEXEC) + ")\n";
   EXPECT_EQ("Unable to launch '\"" + script + "\" x' " + error + //
                 "Unable to launch '" + script + "' " + error,
+            log.All());
+}
+
+// What the system is to refuse while a program is launched.
+static bool g_nothingIsReported = false;
+static bool g_refusePipes = false;
+static bool g_refuseChildren = false;
+
+extern "C" int __real_poll(pollfd* files, nfds_t count, int limit);
+extern "C" int __wrap_poll(pollfd* files, nfds_t count, int limit) {
+  if (!g_nothingIsReported)
+    return __real_poll(files, count, limit);
+  EXPECT_EQ(5000, limit);
+  return 0;
+}
+
+extern "C" int __real_pipe2(int* ends, int flags);
+extern "C" int __wrap_pipe2(int* ends, int flags) {
+  if (!g_refusePipes)
+    return __real_pipe2(ends, flags);
+  errno = EMFILE;
+  return -1;
+}
+
+extern "C" pid_t __real_fork();
+extern "C" pid_t __wrap_fork() {
+  if (!g_refuseChildren)
+    return __real_fork();
+  errno = EAGAIN;
+  return -1;
+}
+
+TEST(LaunchApplicationPosix, LeavesAProgramAloneThatTakesTooLong) {
+  const TempDir files;
+  ::setenv("QEL_TEST_REPORT", files.Path("report").c_str(), 1);
+  LogCapture log;
+  g_nothingIsReported = true;
+  EXPECT_EQ(-1, qelLaunchApplication(LAUNCHED_PROGRAM, nullptr));
+  g_nothingIsReported = false;
+  EXPECT_EQ("The application '" LAUNCHED_PROGRAM
+            "' has not started before the 5 seconds timeout (Error = 258, " +
+                std::to_string(ETIMEDOUT) + ")\n",
+            log.All());
+  EXPECT_TRUE(WaitFor([&] { return files.Has("report"); }));
+  EXPECT_EQ(-1, ::waitpid(-1, nullptr, WNOHANG)); // nor is there a child
+}
+
+TEST(LaunchApplicationPosix, LogsWhatKeepsItFromStarting) {
+  LogCapture log;
+  g_refusePipes = true;
+  EXPECT_EQ(-1, qelLaunchApplication("/bin/true", nullptr));
+  g_refusePipes = false;
+  g_refuseChildren = true;
+  EXPECT_EQ(-1, qelLaunchApplication("/bin/true", nullptr));
+  g_refuseChildren = false;
+  EXPECT_EQ("Unable to launch '/bin/true' (Error = " + std::to_string(EMFILE) +
+                ")\nUnable to launch '/bin/true' (Error = " + std::to_string(EAGAIN) + ")\n",
             log.All());
 }
 
