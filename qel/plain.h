@@ -17,6 +17,7 @@
 #include <qel/core/qelWStr.h>
 
 #include <qel/multiplatform/qelCondition.h>
+#include <qel/multiplatform/qelConsole.h>
 #include <qel/multiplatform/qelCriticalSection.h>
 #include <qel/multiplatform/qelDir.h>
 #include <qel/multiplatform/qelFile.h>
@@ -30,6 +31,7 @@
 #include <qel/multiplatform/qelSocketLog.h>
 #include <qel/multiplatform/qelSocketSelect.h>
 #include <qel/multiplatform/qelSingleInstanceChecker.h>
+#include <qel/multiplatform/qelTelnet.h>
 #include <qel/multiplatform/qelTime.h>
 
 #include <qel/containers/qelArray.h>
