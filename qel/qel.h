@@ -53,6 +53,8 @@
 #include <qel/files/SingleInstanceChecker.h>
 #include <qel/files/TextFile.h>
 
+#include <qel/config/CommandLineParser.h>
+
 #include <qel/media/DLNAInfoMatcher.h>
 #include <qel/media/ExpressionParser.h>
 #include <qel/media/MediaInfo.h>
