@@ -55,6 +55,9 @@
 
 #include <qel/config/CommandLineParser.h>
 
+#include <qel/config/Config.h>
+#include <qel/config/ConfigConfig.h>
+
 #include <qel/media/DLNAInfoMatcher.h>
 #include <qel/media/ExpressionParser.h>
 #include <qel/media/MediaInfo.h>

@@ -32,4 +32,9 @@ char* qelStringSubstituteDelimited(const char* text, const char* open, const cha
 char* qelStringResolveVariable(const char* name, char* (*callback)(char* name, void* userData),
                                void* userData);
 
+// A callback that answers "hostname" with the machine's name: cut at its first ".", but whole when it
+// is a dotted number. Null for any other name. "" when the system does not tell.
+// Windows: sockets must have been started (qelSocket_Startup).
+char* qelStringResolveHostName(char* name, void* userData);
+
 #endif
