@@ -25,6 +25,10 @@ const char* qelFile_ShownName(const char* name);
 // opened, otherwise the format of the log line that refuses it, which takes the file's name.
 const char* qelFile_CheckMode(int* mode);
 
+// 1 if the name leads to an ordinary file: no directory, and no device or pipe, which could keep an
+// open waiting.
+int qelFile_IsRegular(const char* name);
+
 // The pattern that an enumeration uses: "*" for "" and "*.*".
 const char* qelDir_EffectivePattern(const char* pattern);
 

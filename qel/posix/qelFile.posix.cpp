@@ -271,6 +271,12 @@ int qelFile_Exists(const char* name) {
   return ::stat(nativeName.get(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
+int qelFile_IsRegular(const char* name) {
+  const qelOwnedName nativeName(qelFile_NativeName(name));
+  struct stat status;
+  return nativeName != nullptr && ::stat(nativeName.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 int qelFile_Access(const char* name, int mode) {
   const qelOwnedName nativeName(qelFile_NativeName(name));
   if (nativeName == nullptr) {

@@ -257,6 +257,15 @@ int qelFile_Exists(const char* name) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+int qelFile_IsRegular(const char* name) {
+  const qelOwnedName nativeName(qelFile_NativeName(name));
+  if (nativeName == nullptr)
+    return 0;
+  const DWORD attributes = ::GetFileAttributesW(nativeName.get());
+  return attributes != INVALID_FILE_ATTRIBUTES &&
+         (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+}
+
 int qelFile_Access(const char* name, int mode) {
   const qelOwnedName nativeName(qelFile_NativeName(name));
   if (nativeName == nullptr) {
