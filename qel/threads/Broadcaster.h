@@ -37,8 +37,9 @@ public:
   // Takes whether to broadcast, and no listeners.
   qelBroadcaster(const qelBroadcaster& other);
 
-  // Takes whether to broadcast, and empties its own list. The listeners that it had are not told: they
-  // go on to know it, and must be gone ahead of it, or be added again.
+  // Takes whether to broadcast, and empties its own list, onto itself as well. The listeners that it
+  // had are not told: they go on to know it, and must be gone ahead of it, also when they are added
+  // again, which makes it known to them twice.
   qelBroadcaster& operator=(const qelBroadcaster& other);
 
   // Registers a listener behind those that are there, on both sides. One that is registered already

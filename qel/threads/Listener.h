@@ -30,8 +30,9 @@ public:
   // Takes whether to listen, and no registration.
   qelListener(const qelListener& other);
 
-  // Takes whether to listen, and empties its own list. The broadcasters that it was registered with
-  // are not told: they go on to call it, and it must be taken off them ahead of its end.
+  // Takes whether to listen, and empties its own list, onto itself as well. The broadcasters that it
+  // was registered with are not told: they go on to call it, and it must be taken off them by
+  // RemoveListener ahead of its end.
   qelListener& operator=(const qelListener& other);
 
   // Called for each message; data is the sender's. Number 0 tells of a broadcaster's end, with the

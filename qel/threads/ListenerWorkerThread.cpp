@@ -2,8 +2,16 @@
 
 #include <qel/threads/Listener.h>
 
-// A state from which on the thread runs, or has run.
+// The states from the thread's release on and from its end on.
 static constexpr int kStateReleased = 2;
+static constexpr int kStateReturned = 6;
+
+// Between two tries of a stop to reach the worker, in milliseconds.
+static constexpr int kRetryInterval = 1;
+
+static bool IsAlive(int state) {
+  return state >= kStateReleased && state < kStateReturned;
+}
 
 static void Deliver(const qelMessage& job) {
   qelListener* listener = static_cast<qelListener*>(job.param1);
@@ -34,12 +42,15 @@ int qelListenerWorkerThread::Start() {
   return 0;
 }
 
+// A cancel of the queue is lost on a worker that has seen TestExit false and is not yet asleep in Get.
+// A job for nobody is not: that Get finds it, and the next TestExit ends the thread. While there is no
+// memory for the job, cancels are repeated until one meets the worker asleep.
 void qelListenerWorkerThread::Stop() {
   ThreadCancel();
-  // A cancel is lost on a worker that has seen TestExit false and is not yet asleep in Get. A job for
-  // nobody is not: that Get finds it, and the next TestExit ends the thread.
-  if (GetThreadState() >= kStateReleased)
-    m_jobs.Post(/*id=*/0, /*param1=*/nullptr, /*param2=*/nullptr);
+  while (IsAlive(GetThreadState()) && m_jobs.Post(/*id=*/0, nullptr, nullptr) != 0) {
+    m_jobs.Cancel();
+    ThreadSleep(kRetryInterval);
+  }
   m_jobs.Cancel();
   ThreadWaitTerminate();
 }

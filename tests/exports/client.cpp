@@ -101,6 +101,10 @@ static void UseLists() {
   qelList<qelRef<qelCachedBase>> references;
   references.push_back(0);
   Expect(cached.size() == 0 && references.front().IsNull(), "the cache's lists");
+  qelListIterator<qelCachedBase*> none(&cached);
+  qelListIterator<qelRef<qelCachedBase>> one(&references);
+  Expect(!none.Next() && one.Next() && one.GetValue().IsNull(),
+         "the iterators of the cache's lists");
 }
 
 // Sums what it hears; a broadcaster and a worker call it through its slot.

@@ -462,6 +462,26 @@ TEST_F(QelListenerAssignment, EmptiesItsOwnSideAlone) {
   EXPECT_THAT(sender->Listeners(), ElementsAre(a.get(), c.get(), source.get()));
 }
 
+TEST_F(QelBroadcasterAssignment, OntoItselfEmptiesItToo) {
+  const OpenBroadcaster& same = *sender;
+  *sender = same;
+  EXPECT_TRUE(sender->IsBroadcasting());
+  EXPECT_THAT(sender->Listeners(), IsEmpty());
+  EXPECT_THAT(a->Broadcasters(), ElementsAre(sender.get()));
+  a.reset();
+  b.reset();
+  c.reset();
+}
+
+TEST_F(QelListenerAssignment, OntoItselfEmptiesItToo) {
+  const qelListener& same = *b;
+  static_cast<qelListener&>(*b) = same;
+  EXPECT_TRUE(b->IsListening());
+  EXPECT_THAT(b->Broadcasters(), IsEmpty());
+  EXPECT_THAT(sender->Listeners(), ElementsAre(a.get(), b.get(), c.get()));
+  sender->RemoveListener(b.get());
+}
+
 TEST_F(QelBroadcasterAssignment, EndsADeliveryInTheMiddle) {
   a->Do([&](qelLong message, void*) {
     if (message == 1)

@@ -26,9 +26,13 @@ struct qelOSThread_Data;
 static thread_local bool noMemory = false; // allocations that may fail do so
 static thread_local bool noThread = false; // the system gives no thread
 static std::atomic<int> g_joins{0};        // joins that have begun
+static std::atomic<int> g_refusals{0};     // allocations that have failed
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return noMemory ? nullptr : ::operator new(size);
+  if (!noMemory)
+    return ::operator new(size);
+  g_refusals += 1;
+  return nullptr;
 }
 
 // The program is linked so that every qelOSThread_Join and qelOSThread_Create comes through here.
@@ -72,6 +76,13 @@ public:
   void HookTheWorker(Hook hook) { m_hook = std::move(hook); }
   void HookClients(Hook hook) { m_clientHook = std::move(hook); }
   int Runs() const { return m_runs; }
+  void AwaitSleep() {
+    struct OpenQueue : qelMessageQueue {
+      using qelMessageQueue::m_condition;
+    };
+    qelOSCondition* condition = m_jobs.*(&OpenQueue::m_condition);
+    AwaitThat([=] { return WaitingOn(condition) == 1; });
+  }
 
   using qelListenerWorkerThread::m_cancelled;
   using qelListenerWorkerThread::m_jobs;
@@ -186,6 +197,24 @@ TEST(QelListenerWorkerThreadStart, GivesOneWithoutAThread) {
   EXPECT_EQ(result, 1);
   EXPECT_EQ(worker.GetThreadState(), 0);
   EXPECT_EQ(log.All(), "Cannot create thread 'qelListenerWorkerThread'\n");
+}
+
+TEST(QelListenerWorkerThreadOnRun, GoesOnWhenTheQueueIsCancelled) {
+  Worker worker;
+  Hearer hearer;
+  std::atomic<int> passes{0};
+  worker.HookTheWorker([&](bool) { passes += 1; });
+  worker.Start();
+  for (int pass = 1; pass <= 3; ++pass) {
+    worker.AwaitSleep();
+    EXPECT_EQ(passes.load(), pass);
+    worker.m_jobs.Cancel();
+    AwaitThat([&] { return passes > pass; });
+  }
+  EXPECT_EQ(worker.Runs(), 0);
+  EXPECT_EQ(worker.AddJob(&hearer, 1, nullptr), 0);
+  worker.Stop();
+  EXPECT_THAT(hearer.Messages(), ElementsAre(1));
 }
 
 TEST(QelListenerWorkerThreadAddJob, IsDeliveredOnTheWorkersThreadInOrder) {
@@ -322,22 +351,42 @@ TEST(QelListenerWorkerThreadStop, DropsWhatIsPendingWhereThatWasChosen) {
 }
 
 TEST(QelListenerWorkerThreadStop, WakesAWorkerThatSleeps) {
-  class Sleepy : public Worker {
-  public:
-    struct OpenQueue : qelMessageQueue {
-      static qelOSCondition* Condition(qelMessageQueue& queue) {
-        return queue.*(&OpenQueue::m_condition);
-      }
-    };
-    void AwaitSleep() {
-      AwaitThat([this] { return WaitingOn(OpenQueue::Condition(m_jobs)) == 1; });
-    }
-  };
-  Sleepy worker;
+  Worker worker;
   worker.Start();
   worker.AwaitSleep();
   worker.Stop();
   EXPECT_EQ(worker.Runs(), 1);
+}
+
+TEST(QelListenerWorkerThreadStop, WakesAWorkerThatSleepsWithoutMemory) {
+  Worker worker;
+  worker.Start();
+  worker.AwaitSleep();
+  noMemory = true;
+  worker.Stop();
+  noMemory = false;
+  EXPECT_EQ(worker.Runs(), 1);
+}
+
+// The worker is in the gap, as below, and the job that would reach it can't be made.
+TEST(QelListenerWorkerThreadStop, ReachesAWorkerBetweenTestExitAndGetWithoutMemory) {
+  Worker worker;
+  std::atomic<bool> held{false};
+  const int refusals = g_refusals;
+  worker.HookTheWorker([&](bool exit) {
+    if (exit)
+      return;
+    held = true;
+    // The first cancel has met nobody.
+    AwaitThat([&] { return g_refusals >= refusals + 2; });
+  });
+  worker.Start();
+  AwaitThat([&] { return held.load(); });
+  noMemory = true;
+  worker.Stop();
+  noMemory = false;
+  EXPECT_EQ(worker.Runs(), 1);
+  EXPECT_EQ(worker.GetThreadState(), 7);
 }
 
 // The worker has seen TestExit false and is not yet in Get while the stop does all but wait for its
@@ -403,6 +452,7 @@ TEST(QelListenerWorkerThreadStop, MayBeRepeated) {
   worker.Stop();
   worker.Stop();
   EXPECT_EQ(worker.GetThreadState(), 7);
+  EXPECT_TRUE(worker.m_jobs.IsEmpty()); // an ended worker gets no job
   EXPECT_EQ(log.All(), "");
 }
 

@@ -12,6 +12,7 @@
 #include <qel/multiplatform/qelCriticalSection.h>
 #include <qel/threads/Condition.h>
 #include <qel/threads/CriticalSection.h>
+#include <qel/threads/MessageQueue.h>
 #include <qel/threads/Mutex.h>
 #include <qel/threads/Semaphore.h>
 #include <tests/support/Fatal.h>
@@ -97,6 +98,26 @@ TEST(LockCreation, EndsTheProcessInAClassWithoutMemory) {
         qelConditionExt(&mutex, false);
       },
       "os:condition");
+}
+
+// Its own lock is the first record, the condition and its three parts are the others.
+TEST(LockCreation, LeavesAMessageQueueEmptyAndWithoutItsLocks) {
+  class OpenQueue : public qelMessageQueue {
+  public:
+    using qelMessageQueue::m_condition;
+    using qelMessageQueue::m_mutex;
+  };
+  const std::string lines[] = {kMutexLine, "", kMutexLine, kSemaphoreLine, kSemaphoreLine};
+  for (int i = 0; i < 5; ++i) {
+    LogCapture log;
+    failing = i + 1;
+    OpenQueue queue;
+    EXPECT_EQ(failing, 0);
+    EXPECT_EQ(queue.m_mutex == nullptr, i == 0);
+    EXPECT_EQ(queue.m_condition == nullptr, i != 0);
+    EXPECT_TRUE(queue.IsEmpty());
+    EXPECT_EQ(log.All(), lines[i]) << i;
+  }
 }
 
 } // namespace

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <new>
 #include <random>
@@ -23,6 +25,9 @@
 static thread_local bool noMemory = false;
 static thread_local bool noLock = false;
 
+// How many locks this thread has asked for.
+static thread_local int locks = 0;
+
 // The library's own allocations that may come back empty-handed.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return noMemory ? nullptr : ::operator new(size);
@@ -31,6 +36,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 // The program is linked so that every lock of the library comes through here: qelOSMutex_Lock.
 extern "C" int __real__Z15qelOSMutex_LockP10qelOSMutex(qelOSMutex* mutex);
 extern "C" int __wrap__Z15qelOSMutex_LockP10qelOSMutex(qelOSMutex* mutex) {
+  locks += 1;
   return noLock ? 1 : __real__Z15qelOSMutex_LockP10qelOSMutex(mutex);
 }
 
@@ -64,6 +70,9 @@ TEST(QelMessage, StartsWithAllFieldsZero) {
   EXPECT_EQ(message.param1, nullptr);
   EXPECT_EQ(message.param2, nullptr);
   EXPECT_FALSE(std::is_polymorphic<qelMessage>::value);
+  EXPECT_EQ(offsetof(qelMessage, next), 0u);
+  EXPECT_LT(offsetof(qelMessage, id), offsetof(qelMessage, param1));
+  EXPECT_LT(offsetof(qelMessage, param1), offsetof(qelMessage, param2));
 }
 
 TEST(QelMessage, TakesItsThreeValuesAndNoLink) {
@@ -96,6 +105,25 @@ TEST(QelMessageQueue, StartsEmptyWithItsOwnLocks) {
   EXPECT_EQ(queue.m_tail, nullptr);
   EXPECT_TRUE(queue.IsEmpty());
   EXPECT_TRUE(std::has_virtual_destructor<qelMessageQueue>::value);
+}
+
+TEST(QelMessageQueue, HasItsFieldsInOrder) {
+  OpenQueue queue;
+  const std::vector<const void*> fields{&queue.m_mutex, &queue.m_condition, &queue.m_head,
+                                        &queue.m_tail};
+  EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<const void*>()));
+  EXPECT_EQ(sizeof(qelMessageQueue), 5 * sizeof(void*));
+}
+
+TEST(QelMessageQueueIsEmpty, LooksWithoutTheLock) {
+  OpenQueue queue;
+  const int before = locks;
+  EXPECT_TRUE(queue.IsEmpty());
+  EXPECT_EQ(locks, before);
+  queue.Post(1, nullptr, nullptr);
+  EXPECT_EQ(locks, before + 2); // the queue's own, and the condition's
+  EXPECT_FALSE(queue.IsEmpty());
+  EXPECT_EQ(locks, before + 2);
 }
 
 TEST(QelMessageQueuePost, LinksBehindTheTail) {
@@ -204,6 +232,23 @@ TEST(QelMessageQueueGet, GivesNullWhenAnotherConsumerWasFaster) {
   EXPECT_EQ(message.id, 1);
 }
 
+// The consumer was woken by the cancel and comes to the queue behind a post that had nobody to wake.
+TEST(QelMessageQueueGet, GivesAMessageThatCameBehindACancel) {
+  OpenQueue queue;
+  std::thread consumer([&] {
+    qelMessage message;
+    EXPECT_EQ(queue.Get(&message), 0);
+    EXPECT_EQ(message.id, 6);
+  });
+  queue.AwaitSleepers(1);
+  qelOSMutex_Lock(queue.m_mutex);
+  queue.Cancel();
+  queue.Post(6, nullptr, nullptr);
+  qelOSMutex_Unlock(queue.m_mutex);
+  consumer.join();
+  EXPECT_TRUE(queue.IsEmpty());
+}
+
 TEST(QelMessageQueueCancel, GivesNullToTheThreadThatSleeps) {
   OpenQueue queue;
   std::thread consumer([&] { EXPECT_EQ(queue.Get(), nullptr); });
@@ -282,6 +327,20 @@ TEST(QelMessageQueueFlush, EmptiesTheQueueAndLeavesItUsable) {
   qelMessage message;
   EXPECT_EQ(queue.Get(&message), 0);
   EXPECT_EQ(message.id, 8);
+}
+
+TEST(QelMessageQueueFlush, LetsAConsumerSleepOn) {
+  OpenQueue queue;
+  std::thread consumer([&] {
+    qelMessage message;
+    EXPECT_EQ(queue.Get(&message), 0);
+    EXPECT_EQ(message.id, 4);
+  });
+  queue.AwaitSleepers(1);
+  queue.Flush();
+  EXPECT_EQ(WaitingOn(queue.m_condition), 1);
+  queue.Post(4, nullptr, nullptr);
+  consumer.join();
 }
 
 // The messages are seen by the leak check of the sanitizers.
