@@ -82,6 +82,7 @@ int qelOSThread_Start(qelOSThread* thread);
 // Waits without limit until the thread has ended. Returns 0, also when the system refuses the wait,
 // which is logged; 1, at once, for a detached thread. A thread joined already gives 0 at once. One
 // never started counts as joined from then on, without a wait.
+// REQUIRES: the caller is not the thread itself.
 int qelOSThread_Join(qelOSThread* thread);
 
 // The owner's farewell; null is ignored. A thread never started runs out without its body. One that

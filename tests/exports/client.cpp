@@ -107,6 +107,35 @@ static void UseLists() {
          "the iterators of the cache's lists");
 }
 
+// Runs until it is asked to stop.
+class Runner : public qelStoppableThread {
+public:
+  Runner() : qelStoppableThread("runner", 0) {}
+  bool Use() {
+    if (ThreadCreate() != 0)
+      return false;
+    Go(3);
+    ThreadCancel();
+    ThreadWaitTerminate();
+    return asked && GetThreadState() == 7 && GetThreadKind() == 0;
+  }
+
+protected:
+  void OnRun() override {
+    while (!TestExit())
+      ThreadSleep(1);
+    asked = true;
+  }
+
+private:
+  bool asked = false;
+};
+
+static void UseThreads() {
+  Runner runner;
+  Expect(runner.Use(), "a thread that stops when asked");
+}
+
 // Sums what it hears; a broadcaster and a worker call it through its slot.
 class Adder : public qelListener {
 public:
@@ -243,6 +272,7 @@ int main() {
   UseConstants();
   UseHashMap();
   UseLists();
+  UseThreads();
   UseMessages();
   UseReferences();
   UseText();

@@ -23,6 +23,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <qel/threads/StoppableThread.h>
 #include <tests/support/Gate.h>
 #include <tests/support/LogCapture.h>
 
@@ -37,6 +38,7 @@ struct Script {
   std::map<id_t, int> nice;   // what was asked, by thread
   int interrupts = 0;         // how many sleeps a signal interrupts
   std::vector<timespec> ends; // of the sleeps
+  int pauses = 0;             // how often a sleep for ever was begun
 };
 
 Script script;
@@ -69,6 +71,14 @@ int __wrap_setpriority(int which, id_t who, int value) {
     return -1;
   }
   return script.heldBack ? 0 : __real_setpriority(which, who, value);
+}
+
+// Signals interrupt the first two; the third one ends the test.
+int __wrap_pause() {
+  script.pauses += 1;
+  if (script.pauses == 3)
+    throw script.pauses;
+  return -1;
 }
 
 int __real_clock_nanosleep(clockid_t clock, int flags, const timespec* end, timespec* rest);
@@ -301,6 +311,14 @@ TEST_F(QelOSThreadSleep, TakesTheLongestLimit) {
   ASSERT_EQ(script.ends.size(), 1u);
   EXPECT_GE(script.ends[0].tv_sec - now.tv_sec, 4294967);
   EXPECT_LE(script.ends[0].tv_sec - now.tv_sec, 4294969);
+}
+
+TEST_F(QelOSThreadSleep, IsForEverWithoutALimit) {
+  EXPECT_THROW(qelOSThread_Sleep(0xFFFFFFFFu), int);
+  EXPECT_EQ(script.pauses, 3);
+  EXPECT_THAT(script.ends, IsEmpty());
+  script.pauses = 0;
+  EXPECT_THROW(qelStoppableThread::ThreadSleep(-1), int);
 }
 
 } // namespace

@@ -436,7 +436,7 @@ TEST(QelStoppableThreadThreadSetPriority, ReachesTheThreadAheadOfGo) {
   OpenThread thread;
   EXPECT_EQ(thread.ThreadCreate(), 0);
   LogCapture log;
-  thread.ThreadSetPriority(30);
+  thread.ThreadSetPriority(10);
   EXPECT_THAT(log.Texts(), IsEmpty());
 }
 
