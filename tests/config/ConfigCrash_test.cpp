@@ -320,6 +320,8 @@ TEST_F(ConfigCrash, KeepsAWholeFileWhenAnOperationFails) {
 TEST_F(ConfigCrash, KeepsAWholeFileWhenTheProcessEndsAfterAFailure) {
   size_t count = 0;
   for (const Start& start : AllStarts()) {
+    if (start.isUnfinishedThere && !(start.isValidThere && start.isCompleteThere))
+      continue; // what is removed at the start adds nothing but time
     for (const Injection& failure : AllFailures(Operations(start), {qelFileErrorGeneric})) {
       EXPECT_FALSE(g_files.hasReadUnfinished);
       Begin(start);

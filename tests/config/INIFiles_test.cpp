@@ -336,7 +336,7 @@ std::vector<std::filesystem::path> SystemFiles() {
 
 // On a machine without any such file this shows nothing; the samples above are always there.
 TEST(INISystemFiles, LoseNoKeyThatTheFormatDescribes) {
-  constexpr size_t kMost = 256 * 1024; // bytes of one file: the look-up is linear
+  constexpr size_t kMost = 64 * 1024; // bytes of one file: the look-up is linear
   const TempDir dir;
   size_t files = 0;
   size_t keys = 0;
