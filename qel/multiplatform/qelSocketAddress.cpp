@@ -198,6 +198,8 @@ static int LookUp(const char* name, unsigned* address) {
   return result;
 }
 
+// INTENDED: "0.0.0.0" is looked up as a name. The number 0 means that there is no answer yet.
+// Pinned by QelSocketNameFaults.AskTheNameServiceForZeroAlone.
 unsigned qelSocket_ResolveName(const char* name) {
   unsigned address = qelSocket_InetAddr(name);
   if (address != 0)

@@ -121,6 +121,8 @@ void qelSocketLog_Closed(qelSocketHandle socket) {
   });
 }
 
+// INTENDED: the counts are of the sizes asked for, not of the bytes that went through. They show what a
+// caller wanted. Pinned by QelSocketLogStatus.CountsTheSizesThatWereAskedFor.
 void qelSocketLog_Sent(qelSocketHandle socket, unsigned size) {
   ForRecordsOf(socket, [size](qelSocketLogEntry* entry) {
     LearnPorts(entry);

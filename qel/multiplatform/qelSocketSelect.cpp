@@ -64,6 +64,8 @@ qelSocketSelect* qelSocketSelect_New() {
   select->readSocket = qelSocketInvalid;
   select->writeSocket = qelSocketInvalid;
   select->mutex = qelOSMutex_New();
+  // INTENDED: the text speaks of a semaphore, though it is a mutex. Readers of the log know it so.
+  // Pinned by QelSocketSelectFaults.AreToldByTheStepThatFailed.
   const char* failure = select->mutex != nullptr
                             ? OpenPair(select)
                             : "qelSocketSelect_New: Failed to create a semaphore\n";
