@@ -58,6 +58,8 @@
 #include <qel/config/Config.h>
 #include <qel/config/ConfigConfig.h>
 
+#include <qel/cache/Cache.h>
+#include <qel/cache/CachedBase.h>
 #include <qel/cache/FileCacheManager.h>
 
 #include <qel/media/DLNAInfoMatcher.h>

@@ -198,7 +198,7 @@ T& qelListIterator<T>::GetValue() const {
   return GetItem()->value;
 }
 
-class qelCachedBase;
+class qelCachedBase; // of qel/cache, which alone needs to know more of it
 
 extern template class QEL_EXPORT qelListItem<void*>;
 extern template class QEL_EXPORT qelListItem<qelCachedBase*>;

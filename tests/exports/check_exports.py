@@ -24,7 +24,7 @@ def exported():
     else:
         names = [line.split()[-1].split("@")[0] for line in run(nm, "-D", "--defined-only", library).splitlines()]
     demangled = run("c++filt", input="\n".join(names) + "\n").splitlines()
-    return [re.sub(r"^(vtable|typeinfo name|typeinfo|guard variable) for ", "", name) for name in demangled]
+    return [re.sub(r"^((vtable|typeinfo name|typeinfo|guard variable) for|(non-)?virtual thunk to) ", "", name) for name in demangled]
 
 
 def entry_of(symbol):

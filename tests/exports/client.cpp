@@ -186,6 +186,26 @@ static void UseReferences() {
   Expect(text == qelRefAny(text) && qelUserData_VoidPtr(g_places).value == g_places, "qelRefAny");
 }
 
+// Contents that are always to be had.
+class Contents : public qelCachedBase {
+protected:
+  bool Fetch() override { return true; }
+};
+
+static void UseCache() {
+  qelCache cache(~uint64_t(0), 0);
+  const qelRef<Contents> first(new Contents);
+  const qelRef<Contents> second(new Contents);
+  cache.Attach(first.Get());
+  cache.Attach(second.Get());
+  first->Prefetch();
+  Expect(first->IsAvailable() && second->IsUnavailable(), "a fetch");
+  second->Prefetch();
+  Expect(first->IsUnavailable() && second->IsAvailable(), "the least recently used");
+  cache.Detach(second.Get());
+  Expect(second->_GetRefCount() == 1, "the cache's reference");
+}
+
 // A consumer that wants one event.
 class Identifiers : public qelEmptySerialize {
 public:
@@ -275,6 +295,7 @@ int main() {
   UseThreads();
   UseMessages();
   UseReferences();
+  UseCache();
   UseText();
   UseBuffers();
   UseSerializers();
