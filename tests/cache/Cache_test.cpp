@@ -658,8 +658,9 @@ TEST_F(QelCacheReentrance, GoesOnBehindTheHeadThatIsWantedAgain) {
   Fill(1);
   Fill(2)->AddListener(&observer);
   Get(1)->AddListener(&observer);
-  observer.deed = [this](qelLong message, Item* item) {
-    if (message != 21000)
+  int calls = 0;
+  observer.deed = [this, &calls](qelLong message, Item* item) {
+    if (message != 21000 || ++calls > 3)
       return;
     if (Get(2)->AttachedTo() != nullptr)
       cache->Detach(Get(2)); // now the one under the walk is the head
@@ -668,6 +669,7 @@ TEST_F(QelCacheReentrance, GoesOnBehindTheHeadThatIsWantedAgain) {
   world.Take();
   cache->SetLimits(kNoLimit, 0);
   EXPECT_THAT(world.Take(), ElementsAre("trash 1", "1 is 21000", "fetch 1", "1 is 21003"));
+  EXPECT_EQ(calls, 1);
   EXPECT_THAT(cache->Recent(), ElementsAre(1));
 }
 
