@@ -1,8 +1,14 @@
 #ifndef EXAMPLES_MEDIAQUERY_OPTIONS_H
 #define EXAMPLES_MEDIAQUERY_OPTIONS_H
 //===----------------------------------------------------------------------===//
-// The command line: mediaquery [--limit N] [--human] [--store FILE] FOLDER [CRITERIA]
-//                   mediaquery [--limit N] [--human] --from FILE [CRITERIA]
+// The command line, by qelCommandLineParser: options begin with "-" or "/".
+//
+//   mediaquery [--limit N] [--human] [--store FILE] FOLDER [CRITERIA]
+//   mediaquery [--limit N] [--human] --from FILE [CRITERIA]
+//   mediaquery --set KEY VALUE
+//
+// That parser knows no names with two dashes. The program's own options are taken
+// in that form too: they are handed to the parser with one dash.
 //===----------------------------------------------------------------------===//
 
 #include <cstdint>
@@ -10,8 +16,6 @@
 #include <vector>
 
 namespace mediaquery {
-
-extern const char kUsage[];
 
 struct Options {
   bool help = false;          // the rest means nothing
@@ -21,10 +25,24 @@ struct Options {
   std::string from;           // the catalogue to search; empty: a folder is searched
   std::string folder;         // as given; empty with a catalogue to search
   std::string criteria = "*"; // everything
+  bool set = false;           // a setting is saved, nothing is searched
+  std::string setKey;         // its key, "section/key"
+  std::string setValue;       // its value
+  uint32_t watchSeconds = 0;  // search again so often; 0: once
+  std::string consoleAddress; // of the telnet console, 127.0.0.1 unless one is given
+  uint16_t consolePort = 0;   // its port; 0: no console
 };
 
-// False: the arguments can't be understood, *fault says why.
+// The usage text: what the parser says of the options, and the program's explanations.
+std::string GetUsage();
+
+// False: the arguments can't be understood. *fault says why, unless the parser has said so on standard
+// error itself; it is empty then.
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options, std::string* fault);
+
+// "PORT" or "ADDRESS:PORT", the address 127.0.0.1 unless it is given. False: it is neither; nothing is
+// changed.
+bool ParseConsole(const std::string& text, std::string* address, uint16_t* port);
 
 } // namespace mediaquery
 

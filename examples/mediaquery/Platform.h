@@ -32,6 +32,18 @@ void PrepareOutput();
 
 bool IsTerminal(std::FILE* stream);
 
+// During its life, what is written on standard output goes to standard error.
+class OutputToError {
+public:
+  OutputToError();
+  ~OutputToError();
+  OutputToError(const OutputToError&) = delete;
+  OutputToError& operator=(const OutputToError&) = delete;
+
+private:
+  int m_output; // a second descriptor of standard output; below 0: it has none
+};
+
 // The folder's absolute name; a relative one is taken from the working directory, links in it are
 // followed. False: there is no such folder.
 bool GetAbsoluteFolder(const std::string& folder, std::string* absolute);

@@ -2,6 +2,7 @@
 // mediaquery: finds the media files below a folder that match search criteria, and
 // prints them as JSON. It shows how a program uses the library's main parts:
 //
+//   Options      qelCommandLineParser: the arguments by a table
 //   FolderWalk   qelDir and qelPathName: one walk over a tree of folders
 //   MediaItem    qelFile and qelMediaInfo: the description of one file
 //   Catalogue    qelMediaInfoSerializer and property lists: items as lines of a file
@@ -31,6 +32,14 @@ enum ExitStatus { kExitHits = 0, kExitNoHits = 1, kExitError = 2 };
 
 static int Fail(const std::string& message) {
   std::fprintf(stderr, "mediaquery: %s\n", message.c_str());
+  return kExitError;
+}
+
+// An empty message: the fault has been told.
+static int FailWithUsage(const std::string& message) {
+  if (!message.empty())
+    Fail(message);
+  std::fputs(GetUsage().c_str(), stderr);
   return kExitError;
 }
 
@@ -189,9 +198,9 @@ static int Main(int argc, char** argv) {
   Options options;
   std::string fault;
   if (!ParseOptions(GetArguments(argc, argv), &options, &fault))
-    return Fail(fault + "\n" + kUsage);
+    return FailWithUsage(fault);
   if (options.help) {
-    std::fputs(kUsage, stdout);
+    std::fputs(GetUsage().c_str(), stdout);
     return kExitHits;
   }
   return RunSearch(options);

@@ -64,13 +64,13 @@ protected:
 } // namespace
 
 TEST_F(Mediaquery, PrintsEveryMediaFileWithoutCriteria) {
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(Values(result, "dc:title"), ElementsAre("boat", "sea", "tone"));
 }
 
 TEST_F(Mediaquery, DescribesAHitInOneLineOfJSON) {
-  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"tone\""});
+  const ProgramResult result = RunQuery({"--", dir.Path(), "dc:title = \"tone\""});
   EXPECT_EQ(result.status, 0);
   ASSERT_EQ(Lines(result.out).size(), 1u);
   EXPECT_THAT(
@@ -86,31 +86,31 @@ TEST_F(Mediaquery, DescribesAHitInOneLineOfJSON) {
 
 TEST_F(Mediaquery, TellsPixelSizeAndAlbumOfAPicture) {
   const ProgramResult result =
-      RunQuery({dir.Path(), "upnp:class derivedfrom \"object.item.imageItem\""});
+      RunQuery({"--", dir.Path(), "upnp:class derivedfrom \"object.item.imageItem\""});
   EXPECT_THAT(Values(result, "res@resolution"), ElementsAre("32x16", "640x480"));
   EXPECT_THAT(Values(result, "upnp:album"), ElementsAre("Holiday", "Holiday"));
   EXPECT_THAT(Values(result, "@id"), ElementsAre("Holiday/boat.GIF", "Holiday/sea.png"));
 }
 
 TEST_F(Mediaquery, ClosesWithALineOfTotals) {
-  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"sea\""});
+  const ProgramResult result = RunQuery({"--", dir.Path(), "dc:title = \"sea\""});
   EXPECT_THAT(Lines(result.err), ElementsAre(StartsWith("4 files seen, 3 media items, 1 hit, ")));
 }
 
 TEST_F(Mediaquery, WritesNothingButTheClosingLineToAnErrorOutputThatIsNoTerminal) {
-  EXPECT_EQ(Lines(RunQuery({dir.Path()}).err).size(), 1u);
-  EXPECT_THAT(RunQuery({dir.Path()}).err, Not(HasSubstr("\r")));
+  EXPECT_EQ(Lines(RunQuery({"--", dir.Path()}).err).size(), 1u);
+  EXPECT_THAT(RunQuery({"--", dir.Path()}).err, Not(HasSubstr("\r")));
 }
 
 TEST_F(Mediaquery, ExitsWithOneWhenThereIsNoHit) {
-  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"lake\""});
+  const ProgramResult result = RunQuery({"--", dir.Path(), "dc:title = \"lake\""});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err, HasSubstr("0 hits"));
 }
 
 TEST_F(Mediaquery, ShowsThePlaceOfAFaultInTheCriteria) {
-  const ProgramResult result = RunQuery({dir.Path(), "dc:title equals \"sea\""});
+  const ProgramResult result = RunQuery({"--", dir.Path(), "dc:title equals \"sea\""});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.out, "");
   const std::vector<std::string> lines = Lines(result.err);
@@ -125,20 +125,20 @@ TEST_F(Mediaquery, RefusesBadCriteria) {
   for (const char* criteria :
        {"dc:title = \"a\" )", "(dc:title = \"a\" and", "and dc:title = \"x\"", "dc:title exists",
         "", "dc:titel = \"x\"", "* dc:title"}) {
-    const ProgramResult result = RunQuery({dir.Path(), criteria});
+    const ProgramResult result = RunQuery({"--", dir.Path(), criteria});
     EXPECT_EQ(result.status, 2) << criteria;
     EXPECT_THAT(result.err, HasSubstr("bad criteria, at character ")) << criteria;
   }
 }
 
 TEST_F(Mediaquery, RefusesAMissingFolder) {
-  const ProgramResult result = RunQuery({dir.Path("nowhere")});
+  const ProgramResult result = RunQuery({"--", dir.Path("nowhere")});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.err, "mediaquery: " + dir.Path("nowhere") + ": there is no such folder\n");
 }
 
 TEST_F(Mediaquery, RefusesAFileInThePlaceOfAFolder) {
-  const ProgramResult result = RunQuery({dir.Path("tone.wav")});
+  const ProgramResult result = RunQuery({"--", dir.Path("tone.wav")});
   EXPECT_EQ(result.status, 2);
   EXPECT_THAT(result.err, HasSubstr("there is no such folder"));
 }
@@ -158,7 +158,7 @@ TEST_F(Mediaquery, EndsAtTheLimit) {
   for (const auto& option :
        std::vector<std::vector<std::string>>{{"--limit", "2"}, {"--limit=2"}}) {
     std::vector<std::string> arguments = option;
-    arguments.push_back(dir.Path());
+    arguments.insert(arguments.end(), {"--", dir.Path()});
     const ProgramResult result = RunQuery(arguments);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(Lines(result.out).size(), 2u);
@@ -168,11 +168,11 @@ TEST_F(Mediaquery, EndsAtTheLimit) {
 }
 
 TEST_F(Mediaquery, DoesNotSpeakOfALimitThatItDoesNotReach) {
-  EXPECT_THAT(RunQuery({"--limit", "4", dir.Path()}).err, Not(HasSubstr("limit")));
+  EXPECT_THAT(RunQuery({"--limit", "4", "--", dir.Path()}).err, Not(HasSubstr("limit")));
 }
 
 TEST_F(Mediaquery, PrintsForHumanReadersWhenAskedTo) {
-  const ProgramResult result = RunQuery({"--human", dir.Path(), "dc:title = \"tone\""});
+  const ProgramResult result = RunQuery({"--human", "--", dir.Path(), "dc:title = \"tone\""});
   EXPECT_EQ(result.status, 0);
   const std::vector<std::string> lines = Lines(result.out);
   ASSERT_GE(lines.size(), 3u);
@@ -186,36 +186,49 @@ TEST_F(Mediaquery, RefusesArgumentsThatItDoesNotUnderstand) {
   const std::vector<std::string> bad[] = {
       {},
       {"--limit"},
-      {"--limit", "0", dir.Path()},
-      {"--limit", "x", dir.Path()},
-      {"--limit", "-1", dir.Path()},
-      {"--limit=", dir.Path()},
-      {"--what", dir.Path()},
-      {dir.Path(), "*", "*"},
-      {"--store"},
-      {"--store", "", dir.Path()},
-      {"--store=", dir.Path()},
+      {"--limit=0", "."},
+      {"--what", "."},
+      {".", "*", "*"},
       {"--store", dir.Path("c")},
-      {"--from"},
-      {"--from=", "*"},
-      {"--from", dir.Path("c"), "*", "*"},
       {"--from", dir.Path("c"), "--store", dir.Path("d")},
-      {"--store", dir.Path("c"), "--limit", "1", dir.Path()},
   };
   for (const auto& arguments : bad) {
     const ProgramResult result = RunQuery(arguments);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, AllOf(StartsWith("mediaquery: "), HasSubstr("Usage: mediaquery")));
+    const std::vector<std::string> lines = Lines(result.err);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_NE(lines[0], "");
+    EXPECT_THAT(lines[1], StartsWith("Usage: mediaquery [/limit<num>] [/human] "));
   }
 }
 
+TEST_F(Mediaquery, SaysHowAPathIsWrittenThatReadsAsAnOption) {
+  const ProgramResult result = RunQuery({"/usr/share", "dc:title = \"x\""});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err,
+              StartsWith("Unknown option 'usr'\n"
+                         "mediaquery: a path that begins with \"/\" reads as an option, write "
+                         "\"--\" ahead of it: mediaquery -- /usr/share\nUsage: "));
+}
+
+TEST_F(Mediaquery, TakesOptionsInEachOfTheirForms) {
+  for (const char* form : {"--limit=1", "-limit=1", "/limit=1", "--limit:1", "/limit:1"})
+    EXPECT_EQ(Lines(RunQuery({form, "--", dir.Path()}).out).size(), 1u) << form;
+}
+
 TEST_F(Mediaquery, ExplainsItself) {
-  const ProgramResult result = RunQuery({"--help"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(
-      result.out,
-      StartsWith("Usage: mediaquery [--limit N] [--human] [--store FILE] FOLDER [CRITERIA]\n"));
+  for (const char* form : {"--help", "-help", "/help"}) {
+    const ProgramResult result = RunQuery({form});
+    EXPECT_EQ(result.status, 0) << form;
+    EXPECT_THAT(result.out, StartsWith("Usage: mediaquery [/limit<num>] [/human] [/store<str>] "
+                                       "[/from<str>] [/watch<num>] [/console<str>] [/set<str>] "
+                                       "[/help] [FOLDER] [CRITERIA]\n"))
+        << form;
+    EXPECT_THAT(result.out, HasSubstr("mediaquery --limit 5 -- /usr/share")) << form;
+    EXPECT_EQ(result.err, "") << form;
+  }
 }
 
 TEST_F(Mediaquery, TakesWhatFollowsTwoDashesAsItStands) {
@@ -230,19 +243,19 @@ TEST_F(Mediaquery, LeavesHiddenFilesOut) {
   dir.Write("Hidden/folder/b.png", MakePNG(1, 1));
   MakeHidden(dir.Path("Hidden/folder"));
   dir.Write("Hidden/c.png", MakePNG(1, 1));
-  EXPECT_THAT(Values(RunQuery({dir.Path("Hidden")}), "@id"), ElementsAre("c.png"));
+  EXPECT_THAT(Values(RunQuery({"--", dir.Path("Hidden")}), "@id"), ElementsAre("c.png"));
 }
 
 TEST_F(Mediaquery, SearchesAnEmptyFolder) {
   dir.MakeDir("Empty");
-  const ProgramResult result = RunQuery({dir.Path("Empty")});
+  const ProgramResult result = RunQuery({"--", dir.Path("Empty")});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.err, StartsWith("0 files seen, 0 media items, 0 hits, "));
 }
 
 TEST_F(Mediaquery, KeepsNamesThatNeedEscapes) {
   dir.Write("a 'b' \xC3\xA9 & #.png", MakePNG(1, 1));
-  const ProgramResult result = RunQuery({dir.Path(), "dc:title contains \"\xC3\xA9\""});
+  const ProgramResult result = RunQuery({"--", dir.Path(), "dc:title contains \"\xC3\xA9\""});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(Values(result, "dc:title"), ElementsAre("a 'b' \xC3\xA9 & #"));
   EXPECT_THAT(result.out, HasSubstr("/a%20'b'%20%C3%A9%20&%20%23.png\""));
@@ -256,7 +269,7 @@ TEST_F(Mediaquery, DescribesFilesWhoseHeadersAreCut) {
   const std::string jpeg = MakeJPEG(64, 48);
   for (size_t length = 0; length < jpeg.size(); ++length)
     dir.Write("Cut/" + std::to_string(length) + ".jpg", jpeg.substr(0, length));
-  const ProgramResult result = RunQuery({dir.Path("Cut")});
+  const ProgramResult result = RunQuery({"--", dir.Path("Cut")});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(Lines(result.out).size(), wav.size() + jpeg.size());
 }
@@ -270,7 +283,7 @@ TEST_F(Mediaquery, SearchesTenThousandFiles) {
       dir.Write(name + "/" + std::to_string(file) + ".png", MakePNG(640, 480));
   }
   const ProgramResult result =
-      RunQuery({dir.Path("Many"), "dc:title = \"7\" and res@resolution = \"640x480\""});
+      RunQuery({"--", dir.Path("Many"), "dc:title = \"7\" and res@resolution = \"640x480\""});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(Lines(result.out).size(), 100u);
   EXPECT_THAT(result.err, StartsWith("10000 files seen, 10000 media items, 100 hits, "));
@@ -282,8 +295,8 @@ TEST_F(Mediaquery, SearchesACatalogueAsTheFolderItself) {
   for (const char* criteria : {"*", "res@size > \"15000\"", "dc:date >= \"2020-01-01\"",
                                "dc:title like \"s*\" or res@resolution = \"32x16\"",
                                "dc:title contains \"100%\"", "upnp:album exists true"}) {
-    const ProgramResult plain = RunQuery({dir.Path(), criteria});
-    const ProgramResult stored = RunQuery({"--store", file, dir.Path(), criteria});
+    const ProgramResult plain = RunQuery({"--", dir.Path(), criteria});
+    const ProgramResult stored = RunQuery({"--store", file, "--", dir.Path(), criteria});
     const ProgramResult read = RunQuery({"--from=" + file, criteria});
     EXPECT_EQ(plain.status, 0) << criteria;
     EXPECT_EQ(stored.status, 0) << stored.err;
@@ -307,14 +320,14 @@ TEST_F(Mediaquery, SearchesACatalogueOfAFolderThatIsGone) {
 TEST_F(Mediaquery, ReplacesACatalogueAndWhatAnInterruptedRunLeft) {
   dir.Write("c.cat", "old");
   dir.Write("c.cat.tmp", "half");
-  EXPECT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path()}).status, 0);
+  EXPECT_EQ(RunQuery({"--store", dir.Path("c.cat"), "--", dir.Path()}).status, 0);
   EXPECT_EQ(Lines(dir.Read("c.cat")).size(), 3u);
   EXPECT_FALSE(dir.Has("c.cat.tmp"));
 }
 
 TEST_F(Mediaquery, KeepsTheOldCatalogueWhenTheFolderIsMissing) {
   dir.Write("c.cat", "old");
-  EXPECT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("nowhere")}).status, 2);
+  EXPECT_EQ(RunQuery({"--store", dir.Path("c.cat"), "--", dir.Path("nowhere")}).status, 2);
   EXPECT_EQ(dir.Read("c.cat"), "old");
   EXPECT_FALSE(dir.Has("c.cat.tmp"));
 }
@@ -323,7 +336,7 @@ TEST_F(Mediaquery, RefusesAPlaceThatTakesNoCatalogue) {
   dir.MakeDir("d.cat.tmp/in");
   for (const std::string& place :
        {dir.Path("Holiday"), dir.Path("nowhere/c.cat"), dir.Path("d.cat")}) {
-    const ProgramResult result = RunQuery({"--store", place, dir.Path()});
+    const ProgramResult result = RunQuery({"--store", place, "--", dir.Path()});
     EXPECT_EQ(result.status, 2) << place;
     EXPECT_EQ(result.out, "") << place;
     EXPECT_THAT(result.err, StartsWith("mediaquery: " + place)) << place;
@@ -339,7 +352,7 @@ TEST_F(Mediaquery, RefusesACatalogueThatIsMissingOrAFolder) {
 }
 
 TEST_F(Mediaquery, ReportsMalformedLinesAndPassesThemOver) {
-  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("Holiday")}).status, 0);
+  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), "--", dir.Path("Holiday")}).status, 0);
   const std::string good = dir.Read("c.cat");
   const std::string file = dir.Write("bad.cat", "{\"id\":\n" + good + "\n{\"id\":\"x\"");
   const ProgramResult result = RunQuery({"--from", file});
@@ -355,7 +368,7 @@ TEST_F(Mediaquery, ReportsMalformedLinesAndPassesThemOver) {
 }
 
 TEST_F(Mediaquery, PassesOverALineOfAHundredMillionBytes) {
-  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("Holiday")}).status, 0);
+  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), "--", dir.Path("Holiday")}).status, 0);
   const std::string file =
       dir.Write("long.cat", std::string(100000000, '[') + "\n" + dir.Read("c.cat"));
   const ProgramResult result = RunQuery({"--from", file});

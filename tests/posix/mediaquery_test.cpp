@@ -55,7 +55,7 @@ TEST_F(MediaqueryPosix, EndsOnACircleOfLinks) {
   Link("../..", "a/b/up");
   Link(".", "self");
   Link("a", "again");
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(CountLines(result.out), 1u);
   EXPECT_THAT(result.err, HasSubstr("1 file seen, 1 media item, 1 hit, "));
@@ -71,7 +71,7 @@ TEST_F(MediaqueryPosix, EntersEachFolderOnceThoughLinksLeadThereInManyWays) {
     folder += "/d";
   }
   dir.Write(folder + "/x.png", MakePNG(1, 1));
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(CountLines(result.out), 1u);
 }
@@ -81,7 +81,7 @@ TEST_F(MediaqueryPosix, FollowsALinkToAFolderAndToAFile) {
   other.Write("x.png", MakePNG(1, 1));
   Link(other.Path(), "folder");
   Link(other.Path("x.png"), "y.png");
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_THAT(result.out, HasSubstr("\"@id\":\"folder/x.png\""));
   EXPECT_THAT(result.out, HasSubstr("\"@id\":\"y.png\""));
 }
@@ -90,7 +90,7 @@ TEST_F(MediaqueryPosix, PassesByALinkToNowhereAndALinkToItself) {
   Link("nowhere.png", "dangling.png");
   Link("circle.png", "circle.png");
   dir.Write("x.png", MakePNG(1, 1));
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.err, StartsWith("3 files seen, 1 media item, 1 hit, "));
   EXPECT_THAT(result.err, HasSubstr("2 media files not readable"));
@@ -100,7 +100,7 @@ TEST_F(MediaqueryPosix, DoesNotWaitForAPipe) {
   for (const char* name : {"x.png", "pipe.wav", "movie.mpg"})
     ASSERT_EQ(::mkfifo(dir.Path(name).c_str(), 0600), 0);
   Link("x.png", "link.gif");
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.err, HasSubstr("4 media files not readable"));
 }
@@ -113,7 +113,7 @@ TEST_F(MediaqueryPosix, PrintsNamesThatAreNotUTF8AsTextAndExactly) {
   const std::string bytes = MakePNG(1, 1);
   std::fwrite(bytes.data(), 1, bytes.size(), file);
   std::fclose(file);
-  const ProgramResult result = RunQuery({dir.Path(), "dc:title = \"\xFF\x80\""});
+  const ProgramResult result = RunQuery({"--", dir.Path(), "dc:title = \"\xFF\x80\""});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.out, HasSubstr("\"dc:title\":\"\xEF\xBF\xBD\xEF\xBF\xBD\""));
   EXPECT_THAT(result.out, HasSubstr("\"upnp:album\":\"caf\xEF\xBF\xBD\""));
@@ -122,7 +122,7 @@ TEST_F(MediaqueryPosix, PrintsNamesThatAreNotUTF8AsTextAndExactly) {
 
 TEST_F(MediaqueryPosix, PrintsNamesWithControlCharactersAsJSON) {
   dir.Write("a\n\"\x01\".png", MakePNG(1, 1));
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(CountLines(result.out), 1u);
   EXPECT_THAT(result.out, HasSubstr("\"dc:title\":\"a\\n\\\"\\u0001\\\"\""));
 }
@@ -132,7 +132,7 @@ TEST_F(MediaqueryPosix, LeavesOutNamesThatTheLibraryWouldReadAsOthers) {
   dir.MakeDir("sub");
   dir.Write("sub\\x.png", MakePNG(1, 1));
   dir.Write("<MyMusic>.png", MakePNG(1, 1));
-  const ProgramResult result = RunQuery({dir.Path()});
+  const ProgramResult result = RunQuery({"--", dir.Path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.out, HasSubstr("\"@id\":\"x.png\""));
   EXPECT_EQ(CountLines(result.out), 1u);
@@ -142,7 +142,7 @@ TEST_F(MediaqueryPosix, RefusesAFolderWhoseNameTheLibraryWouldReadAsAnother) {
   dir.MakeDir("a/b");
   dir.Write("a/b/x.png", MakePNG(1, 1));
   dir.MakeDir("a\\b");
-  const ProgramResult result = RunQuery({dir.Path("a\\b")});
+  const ProgramResult result = RunQuery({"--", dir.Path("a\\b")});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err, HasSubstr("the library reads this name as that of another folder"));
@@ -160,7 +160,7 @@ TEST_F(MediaqueryPosix, FindsAFolderThroughALinkAndItsParentThroughThat) {
 TEST_F(MediaqueryPosix, FailsWhenTheOutputCanNotBeWritten) {
   dir.Write("x.png", MakePNG(1, 1));
   const std::string command =
-      std::string(MEDIAQUERY_PROGRAM) + " " + dir.Path() + " >/dev/full 2>" + dir.Path("err");
+      std::string(MEDIAQUERY_PROGRAM) + " -- " + dir.Path() + " >/dev/full 2>" + dir.Path("err");
   const int status = std::system(command.c_str());
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 2);
@@ -207,8 +207,8 @@ TEST_F(MediaqueryPosix, PassesByFoldersAndFilesThatItMayNotRead) {
   dir.Write("open.png", MakePNG(1, 1));
   ::chmod(dir.Path("locked").c_str(), 0);
   ::chmod(dir.Path("locked.png").c_str(), 0);
-  const ProgramResult result = RunWithoutRights({dir.Path()}, results);
-  const ProgramResult onRoot = RunWithoutRights({dir.Path("locked")}, results);
+  const ProgramResult result = RunWithoutRights({"--", dir.Path()}, results);
+  const ProgramResult onRoot = RunWithoutRights({"--", dir.Path("locked")}, results);
   ::chmod(dir.Path("locked").c_str(), 0700);
   if (result.status == 99)
     GTEST_SKIP() << "this process may not give up its right to read everything";
@@ -234,7 +234,7 @@ TEST_F(MediaqueryPosix, EndsWellWhenFilesVanishWhileItWalks) {
   }
   const TempDir results;
   const std::string command =
-      std::string(MEDIAQUERY_PROGRAM) + " " + dir.Path() + " 2>" + results.Path("err");
+      std::string(MEDIAQUERY_PROGRAM) + " -- " + dir.Path() + " 2>" + results.Path("err");
   std::FILE* output = ::popen(command.c_str(), "r");
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(std::fgetc(output), '{'); // the walk is under way
@@ -257,7 +257,7 @@ TEST_F(MediaqueryPosix, ShowsItsProgressOnATerminal) {
   ASSERT_GE(terminal, 0);
   ASSERT_EQ(::grantpt(terminal), 0);
   ASSERT_EQ(::unlockpt(terminal), 0);
-  const std::string command = std::string(MEDIAQUERY_PROGRAM) + " " + dir.Path() + " >" +
+  const std::string command = std::string(MEDIAQUERY_PROGRAM) + " -- " + dir.Path() + " >" +
                               dir.Path("out") + " 2>" + ::ptsname(terminal);
   EXPECT_EQ(std::system(command.c_str()), 0);
   char text[4096];
@@ -272,9 +272,9 @@ TEST_F(MediaqueryPosix, KeepsNamesOfAnyBytesInACatalogue) {
   dir.MakeDir("In");
   for (const char* name : {"bad \xFF\xC3.png", "cr\r.png", "feed\f\n.png", "per%FFcent.png"})
     std::ofstream(dir.Path("In/") + name) << MakePNG(2, 3);
-  const ProgramResult plain = RunQuery({dir.Path("In")});
+  const ProgramResult plain = RunQuery({"--", dir.Path("In")});
   ASSERT_EQ(CountLines(plain.out), 4u);
-  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), dir.Path("In")}).status, 0);
+  ASSERT_EQ(RunQuery({"--store", dir.Path("c.cat"), "--", dir.Path("In")}).status, 0);
   EXPECT_THAT(dir.Read("c.cat"), HasSubstr("bad %FF%C3.png"));
   EXPECT_EQ(RunQuery({"--from", dir.Path("c.cat")}).out, plain.out);
 }
@@ -285,7 +285,7 @@ TEST_F(MediaqueryPosix, KeepsTheOldCatalogueWhenTheNewOneDoesNotFit) {
   dir.Write("c.cat", "old");
   const std::string command = "trap '' XFSZ; ulimit -f 1; exec '" +
                               std::string(MEDIAQUERY_PROGRAM) + "' --store '" + dir.Path("c.cat") +
-                              "' '" + dir.Path() + "' 'dc:title = \"none\"'";
+                              "' -- '" + dir.Path() + "' 'dc:title = \"none\"'";
   const ProgramResult result = RunProgram("/bin/bash", {"-c", command});
   EXPECT_EQ(result.status, 2);
   EXPECT_THAT(result.err, HasSubstr(dir.Path("c.cat.tmp") + ", line "));
@@ -294,7 +294,7 @@ TEST_F(MediaqueryPosix, KeepsTheOldCatalogueWhenTheNewOneDoesNotFit) {
 }
 
 TEST_F(MediaqueryPosix, WritesNoCatalogueInThePlaceOfADevice) {
-  const ProgramResult result = RunQuery({"--store", "/dev/null", dir.Path()});
+  const ProgramResult result = RunQuery({"--store", "/dev/null", "--", dir.Path()});
   EXPECT_EQ(result.status, 2);
   EXPECT_THAT(result.err, StartsWith("mediaquery: /dev/null: "));
 }

@@ -21,6 +21,22 @@ bool IsTerminal(std::FILE* stream) {
   return ::isatty(::fileno(stream)) == 1;
 }
 
+OutputToError::OutputToError() {
+  std::fflush(stdout);
+  m_output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  ::dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+OutputToError::~OutputToError() {
+  std::fflush(stdout);
+  if (m_output < 0) {
+    ::close(STDOUT_FILENO);
+    return;
+  }
+  ::dup2(m_output, STDOUT_FILENO);
+  ::close(m_output);
+}
+
 bool GetAbsoluteFolder(const std::string& folder, std::string* absolute) {
   char* path = ::realpath(folder.c_str(), nullptr);
   if (path == nullptr)

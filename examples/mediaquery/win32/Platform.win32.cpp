@@ -58,6 +58,22 @@ bool IsTerminal(std::FILE* stream) {
   return ::_isatty(::_fileno(stream)) != 0;
 }
 
+OutputToError::OutputToError() {
+  std::fflush(stdout);
+  m_output = ::_dup(::_fileno(stdout));
+  ::_dup2(::_fileno(stderr), ::_fileno(stdout));
+}
+
+OutputToError::~OutputToError() {
+  std::fflush(stdout);
+  if (m_output < 0) {
+    ::_close(::_fileno(stdout));
+    return;
+  }
+  ::_dup2(m_output, ::_fileno(stdout));
+  ::_close(m_output);
+}
+
 bool GetAbsoluteFolder(const std::string& folder, std::string* absolute) {
   const std::wstring name = ToWide(folder);
   const DWORD size = ::GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
