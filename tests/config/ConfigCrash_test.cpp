@@ -7,6 +7,7 @@
 
 #include <qel/config/qelConfigFile.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <set>
@@ -16,6 +17,7 @@
 
 #include <qel/config/qelINIFile.h>
 #include <qel/multiplatform/qelFile.h>
+#include <qel/multiplatform/qelFilePrivate.h>
 #include <qel/multiplatform/qelPath.h>
 #include <tests/config/INITable.h>
 #include <tests/config/InjectedFiles.h>
@@ -182,6 +184,7 @@ protected:
     qelConfigFile* config = qelConfigFile_New(nullptr, m_path.c_str());
     const std::string content = ContentOf(config->readWriteTable);
     qelConfigFile_Delete(config);
+    EXPECT_FALSE(g_files.hasReadUnfinished); // nor has any process ahead of this one
     return content;
   }
   // The same; afterwards only P is there, and a further load gives the same.
@@ -190,7 +193,6 @@ protected:
     EXPECT_EQ(g_files.files.size(), content.empty() ? 0u : 1u);
     EXPECT_EQ(g_files.files.count(m_path), content.empty() ? 0u : 1u);
     EXPECT_EQ(Load(), content);
-    EXPECT_FALSE(g_files.hasReadUnfinished);
     return content;
   }
 
@@ -323,7 +325,6 @@ TEST_F(ConfigCrash, KeepsAWholeFileWhenTheProcessEndsAfterAFailure) {
     if (start.isUnfinishedThere && !(start.isValidThere && start.isCompleteThere))
       continue; // what is removed at the start adds nothing but time
     for (const Injection& failure : AllFailures(Operations(start), {qelFileErrorGeneric})) {
-      EXPECT_FALSE(g_files.hasReadUnfinished);
       Begin(start);
       g_files.injections = {failure};
       LoadChangeSave(m_path, /*saves=*/2); // the second one repeats a save that failed
@@ -508,48 +509,91 @@ TEST(qelINIFileSave, DoesNotTellAFailedWrite) {
 
 // Real processes -----------------------------------------------------------------------
 
-// The child's part: reads from "plan" in its directory where it is to end.
+// The child's part: reads from "plan" in its directory where it is to fail and to end.
 TEST(ConfigCrashChild, DISABLED_EndsWhereItsPlanSays) {
   std::ifstream plan("plan", std::ios::binary);
   std::string path;
-  Injection death = {0, Injection::kDies};
-  ASSERT_TRUE(std::getline(plan, path) && plan >> death.at >> death.part);
+  ASSERT_TRUE(std::getline(plan, path));
   g_files = InjectedFiles();
   g_files.isInMemory = false;
-  g_files.injections = {death};
+  int effect = 0;
+  Injection injection = {0, Injection::kDies};
+  while (plan >> injection.at >> effect >> injection.part) {
+    injection.effect = static_cast<Injection::Effect>(effect);
+    g_files.injections.push_back(injection);
+  }
+  EXPECT_FALSE(g_files.injections.empty());
   LoadChangeSave(path);
+  EXPECT_FALSE(g_files.hasReadUnfinished);
   g_files = InjectedFiles();
 }
 
-TEST_F(ConfigCrash, LeavesTheSameFilesWhenAProcessReallyEnds) {
-  char* program = qelPath_GetApplicationFileName();
-  const std::string names[] = {"", ".tmp", ".ok"};
-  const Start start = {true, true, true};
-  const std::vector<FileOperation> operations = Operations(start);
-  size_t count = 0;
-  for (const Injection& death : AllDeaths(operations)) {
-    SCOPED_TRACE(Describe(start, death));
-    Begin(start);
-    const TempDir dir;
-    for (const std::string& name : names)
-      dir.Write("crash.ini" + name, g_files.files[m_path + name]);
-    dir.Write("plan", dir.Path("crash.ini") + "\n" + std::to_string(death.at) + " " +
-                          std::to_string(death.part) + "\n");
-    const ProgramResult result = RunProgram(
-        program, {"--gtest_also_run_disabled_tests", "--gtest_filter=ConfigCrashChild.*"},
-        dir.Path());
-    EXPECT_EQ(result.status, death.at < operations.size() ? kKilledStatus : 0) << result.out;
+namespace {
 
-    g_files.injections = {death};
+class ConfigCrashProcess : public ConfigCrash {
+protected:
+  // Plays these injections in a child on the disk and in memory; both leave the same files.
+  void ExpectTheSameFiles(const Start& start, const std::vector<Injection>& injections,
+                          int expectedStatus) {
+    const std::string names[] = {"", ".tmp", ".ok"};
+    const TempDir dir;
+    std::string plan = dir.Path("crash.ini") + "\n";
+    for (const Injection& injection : injections)
+      plan += std::to_string(injection.at) + " " + std::to_string(injection.effect) + " " +
+              std::to_string(injection.part) + "\n";
+    dir.Write("plan", plan);
+    Begin(start);
+    for (const std::string& name : names)
+      if (g_files.files.count(m_path + name) != 0)
+        dir.Write("crash.ini" + name, g_files.files[m_path + name]);
+    const qelOwnedText program(qelPath_GetApplicationFileName());
+    const ProgramResult result = RunProgram(
+        program.get(), {"--gtest_also_run_disabled_tests", "--gtest_filter=ConfigCrashChild.*"},
+        dir.Path());
+    EXPECT_EQ(result.status, expectedStatus) << result.out;
+
+    g_files.injections = injections;
     LoadChangeSave(m_path);
     for (const std::string& name : names) {
       const auto file = g_files.files.find(m_path + name);
       EXPECT_EQ(dir.Read("crash.ini" + name),
                 file != g_files.files.end() ? file->second : "(missing)");
     }
+  }
+};
+
+} // namespace
+
+TEST_F(ConfigCrashProcess, LeavesTheSameFilesWhenItReallyEnds) {
+  const Start start = {true, true, true};
+  const std::vector<FileOperation> operations = Operations(start);
+  size_t count = 0;
+  for (const Injection& death : AllDeaths(operations)) {
+    SCOPED_TRACE(Describe(start, death));
+    ExpectTheSameFiles(start, {death}, death.at < operations.size() ? kKilledStatus : 0);
     ++count;
   }
-  free(program);
   Report("processes that really ended", count);
   EXPECT_GT(count, 40u);
+}
+
+// A save then meets P.ok alone.
+TEST_F(ConfigCrashProcess, LeavesTheSameFilesWhenItReallyEndsBehindAFailedRecovery) {
+  const Start start = {false, true, true};
+  const std::vector<FileOperation> operations = Operations(start);
+  const size_t rename = static_cast<size_t>(
+      std::find(operations.begin(), operations.end(), FileOperation::Rename) - operations.begin());
+  const Injection failure = {rename, Injection::kFails};
+  Begin(start);
+  g_files.injections = {failure};
+  LoadChangeSave(m_path);
+  const std::vector<FileOperation> others = g_files.trace;
+  size_t count = 0;
+  for (const Injection& death : AllDeaths(others, rename + 1, /*parts=*/1)) {
+    SCOPED_TRACE(Describe(start, death));
+    ExpectTheSameFiles(start, {failure, death}, death.at < others.size() ? kKilledStatus : 0);
+    ++count;
+  }
+  Report("processes that really ended behind a failed recovery", count);
+  EXPECT_GT(count, 10u);
 }
