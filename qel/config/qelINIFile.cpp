@@ -571,13 +571,13 @@ static void UnsetAll(qelINIFile* table, const char* prefix, size_t length) {
 int qelINIFile_DeleteSection(qelINIFile* table, const char* section) {
   if (table == nullptr)
     return 0;
-  ComposedName prefix;
-  const size_t length = ComposeName(prefix, section, "");
-  UnsetAll(table, prefix, length);
   // INTENDED: the spelling counts here, so "Net" loses its keys and stays as an empty section. Pinned
   // by qelINIFileDeleteSection.LeavesTheEntryOfASectionThatIsSpelledWithUpperCase.
   SectionName spelled;
-  CopySection(spelled, section);
+  CopySection(spelled, section); // first: the name may be the text of a key that goes
+  ComposedName prefix;
+  const size_t length = ComposeName(prefix, spelled, "");
+  UnsetAll(table, prefix, length);
   qelINIFile_Unset(table, spelled);
   return 1;
 }

@@ -552,6 +552,12 @@ TEST(qelINIFileDeleteSection, LeavesTheEntryOfASectionThatIsSpelledWithUpperCase
   EXPECT_THAT(table.Entries(), ElementsAre(Pair("default", "")));
 }
 
+TEST(qelINIFileDeleteSection, TakesTheTextOfAKeyThatGoes) {
+  const INITable table("[a]\na=1\n");
+  EXPECT_EQ(qelINIFile_DeleteSection(table, qelINIFile_GetKeyName(table, "a", 0)), 1);
+  EXPECT_THAT(table.Entries(), ElementsAre(Pair("default", "")));
+}
+
 // Typed values -------------------------------------------------------------------------
 
 TEST(qelINIFileGetBool, ReadsNumbersAndFirstLetters) {
