@@ -17,8 +17,9 @@
 constexpr int qelStringSubstituteMaxRescans = 1000;
 
 // A copy of text in which each token is replaced. Two delimiters side by side give one; one without a
-// second stays. With rescan not 0, what has been put in is scanned in its turn. Null gives null. A
-// delimiter of "" gives a plain copy.
+// second stays. With rescan not 0, what has been put in for a name is scanned in its turn; the one
+// delimiter that two have given is text and begins nothing. Null gives null. A delimiter of "" gives a
+// plain copy.
 char* qelStringSubstitute(const char* text, const char* delimiter, int rescan,
                           char* (*callback)(char* name, void* userData), void* userData);
 

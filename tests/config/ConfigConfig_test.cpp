@@ -136,6 +136,16 @@ TEST_F(ConfigConfigTest, FailsWhenTheWritePathCannotBeMade) {
   m_file.Write("ReadPath=" + m_dir.Path() + "/r\r\nWritePath=" + m_dir.Path() + "/file/w\r\n");
   EXPECT_FALSE(qelConfigConfig::GetConfigPaths(m_read, m_write, m_file.Name()));
   EXPECT_TRUE(IsThere(m_dir.Path() + "/r"));
+  ASSERT_FALSE(m_log.Lines().empty());
+  const CapturedLine last = m_log.Lines().back();
+  EXPECT_EQ(last.text, "qelConfigConfig: Cannot get checked paths (RO = '" + m_dir.Path() +
+                           "/r', RW = '" + m_dir.Path() + "/file/w')\n");
+  EXPECT_EQ(last.level, 1u);
+  EXPECT_EQ(last.module, 26u);
+}
+
+TEST(ConfigConfig, AddsNothingToAConfig) {
+  EXPECT_EQ(sizeof(qelConfigConfig), sizeof(qelConfig));
 }
 
 TEST_F(ConfigConfigTest, KnowsItsBrandWithoutAFile) {

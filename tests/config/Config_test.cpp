@@ -262,6 +262,17 @@ TEST_F(ConfigTest, SharesItsRecordWithACopyThatIsNotDestroyed) {
   EXPECT_EQ(config.GetInt32("s", "k", 0), 6);
 }
 
+TEST_F(ConfigTest, SharesItsRecordWithWhatItIsAssignedTo) {
+  qelConfig config = Both();
+  alignas(qelConfig) unsigned char place[sizeof(qelConfig)];
+  qelConfig* other = new (place) qelConfig(ReadOnly());
+  qelConfigFile* dropped = other->GetConfigFile();
+  *other = config;
+  EXPECT_EQ(other->GetConfigFile(), config.GetConfigFile());
+  EXPECT_EQ(dropped->readWriteTable, nullptr); // still there
+  qelConfigFile_Delete(dropped);
+}
+
 TEST(Config, IsOnePointerBehindItsVirtualDestructor) {
   EXPECT_EQ(sizeof(qelConfig), 2 * sizeof(void*));
   EXPECT_TRUE(std::has_virtual_destructor<qelConfig>::value);
