@@ -1,5 +1,5 @@
-// INI text: any text is read without harm and as the plain statement of the format reads it, and what
-// has been written and read once is written the same from then on.
+// INI text: any text is read without harm and as the plain statement of the format reads it; so is the
+// file that its table is saved to. A table that a file can hold comes back from it.
 
 #include <cstdlib>
 #include <map>
@@ -10,13 +10,39 @@
 
 #include <companions/toolslog/qelixToolsLog.h>
 #include <qel/config/qelINIFile.h>
+#include <tests/config/INIHeld.h>
 #include <tests/config/INIReader.h>
 #include <tests/config/INITable.h>
+#include <tests/support/TempDir.h>
 
 static void CheckEntries(const INITable& table, const std::string& text) {
   const INIEntries entries = table.Entries();
   const std::map<std::string, std::string> values(entries.begin(), entries.end());
   FUZZ_CHECK(values.size() == entries.size() && values == INIReader(text).values);
+}
+
+// True when a load of a save gives the table back.
+static bool IsHeld(const qelINIFile* table) {
+  for (const auto& entry : WrittenOrder(table)) {
+    const size_t slash = entry.first.find('/');
+    const std::string key = slash != std::string::npos ? entry.first.substr(slash + 1) : "";
+    const bool isHeld = slash == std::string::npos
+                            ? IsHeldSection(entry.first)
+                            : IsHeldPair(key, entry.second) && !BeginsWithMark(key);
+    if (!isHeld)
+      return false;
+  }
+  return true;
+}
+
+static void CheckSave(const INITable& table) {
+  static const TempDir dir;
+  static const std::string path = dir.Path("x.ini");
+  const INITable loaded;
+  FUZZ_CHECK(qelINIFile_SaveWhole(path.c_str(), table) == 1);
+  FUZZ_CHECK(qelINIFile_LoadFile(path.c_str(), loaded) == 1);
+  CheckEntries(loaded, dir.Read("x.ini"));
+  FUZZ_CHECK(!IsHeld(table) || loaded.Entries() == WrittenOrder(table));
 }
 
 // Each section and key can be named, read and removed.
@@ -54,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   INITable table;
   FUZZ_CHECK(qelINIFile_LoadBuffer(bytes.data(), bytes.size(), table) == 1);
   CheckEntries(table, std::string(bytes.begin(), bytes.end()));
+  CheckSave(table);
   CheckAccess(table);
   return 0;
 }
