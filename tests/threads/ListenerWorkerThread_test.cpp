@@ -445,6 +445,15 @@ TEST(QelListenerWorkerThreadStop, OfAWorkerNeverStartedPostsAndWaitsForNothing) 
   }
 }
 
+// A subclass may have other consumers of the jobs. With no thread to reach, the cancel is all.
+TEST(QelListenerWorkerThreadStop, CancelsTheQueueAlsoOfAWorkerNeverStarted) {
+  Worker worker;
+  std::thread consumer([&] { EXPECT_EQ(worker.m_jobs.Get(), nullptr); });
+  worker.AwaitSleep();
+  worker.Stop();
+  consumer.join();
+}
+
 TEST(QelListenerWorkerThreadStop, MayBeRepeated) {
   LogCapture log;
   Worker worker;
