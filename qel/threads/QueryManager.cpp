@@ -7,6 +7,9 @@
 
 static const qelULong kLongestWait = 0xFFFFFFFE; // one more would be no limit
 
+// Queries that have left a chain, of any manager. A walk that sees no change has a whole chain.
+static std::atomic<uint32_t> s_removals{0};
+
 static qeluint64 Now() {
   qeluint64 now;
   qelTime_GetLocalTimeMS(&now);
@@ -101,17 +104,17 @@ void qelQueryManager::WaitForQuery(qelULong ms) {
 void qelQueryManager::ClearSelectedQueries(bool (*select)(qelQuery* query, void* context),
                                            void* context) {
   qelMutexLocker locker(&m_queryMutex);
-  qelQuery* query = m_head;
-  while (query != nullptr) {
-    qelQuery* next = query->m_next;
-    if (select == nullptr || select(query, context)) {
-      if (Unlink(query))
-        query->Done();
-      // Done may have called Stop or taken out others.
-      if (!IsChained(next))
-        return;
-    }
-    query = next;
+  const qelQuery* spared = nullptr;
+  for (qelQuery *query = m_head, *next; query != nullptr; query = next) {
+    next = query->m_next;
+    const uint32_t removals = s_removals;
+    if (select != nullptr && !select(query, context))
+      spared = query;
+    else if (Unlink(query))
+      query->Done();
+    // What was called may have taken the next one out, and the last one spared as well.
+    if (next != nullptr && s_removals != removals && !IsChained(next))
+      next = IsChained(spared) ? spared->m_next : m_head;
   }
 }
 
@@ -218,6 +221,7 @@ bool qelQueryManager::Unlink(qelQuery* query) {
   if (m_tail == query)
     m_tail = previous;
   query->m_next = nullptr;
+  s_removals += 1;
   return true;
 }
 

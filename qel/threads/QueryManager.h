@@ -17,15 +17,15 @@
 //
 // INVARIANTS: head and tail are both null or both not; the tail's link is null.
 // COST: AddQuery and PushBackQuery O(1); GetQuery, HasPendingQuery, WaitForQuery and
-// FindQuery O(n) in the length of the chain. Clearing is O(n) if all goes, otherwise
-// each removal is O(number of those that stay ahead of it).
+// FindQuery O(n) in the length of the chain. Clearing is O(n) if all goes or stays,
+// otherwise each removal is O(number of those that stay ahead of it).
 // ERRORS: none.
 // OWNERSHIP: the manager owns the queries of its chain; those that are cleared get
 // their Done. A COPY SHARES THE CHAIN AND THE LOCKS: one of the two must die without
 // its destructor.
 // THREADS: any. InitQuery, SignalQueryToProcess, the selectors and a cleared query's
-// Done run under the lock, which is recursive, and may call the manager. A selector of
-// ClearSelectedQueries and a match may add queries, but take none out.
+// Done run under the lock, which is recursive, and may call the manager. A match may
+// add queries, but take none out.
 //===----------------------------------------------------------------------===//
 
 #include <atomic>
@@ -62,7 +62,8 @@ public:
   void WaitForQuery(qelULong ms);
 
   // Removes the queries for which select(query, context) is true, and each gets its Done. A null
-  // select removes all. The others keep their order.
+  // select removes all. The others keep their order. If select or Done takes out the next query, the
+  // walk goes on behind the last one that it has spared, or from the front if that has gone as well.
   void ClearSelectedQueries(bool (*select)(qelQuery* query, void* context), void* context);
 
   // Removes all queries.

@@ -45,6 +45,19 @@ namespace {
 
 const qelULong kNoLimit = 0xFFFFFFFF;
 
+// How often a lock is held, and what works inside of the two.
+class OpenMutex : public qelMutex {
+public:
+  static int Holds(const qelMutex& mutex) { return mutex.*(&OpenMutex::m_lockCount); }
+  static const qelOSMutex* System(const qelMutex& mutex) { return mutex.*(&OpenMutex::m_mutex); }
+};
+class OpenCondition : public qelCondition {
+public:
+  static const qelOSCondition* System(const qelCondition& condition) {
+    return condition.*(&OpenCondition::m_condition);
+  }
+};
+
 class TestQuery : public qelQuery {
 public:
   explicit TestQuery(int number = 0, qelULong delay = 0) : id(number) {
@@ -127,6 +140,7 @@ public:
   std::vector<int> prepared;   // what InitQuery saw
   std::atomic<int> signals{0}; // of SignalQueryToProcess
   std::function<void(qelQuery*)> onInit;
+  std::function<void()> onSignal;
 
 protected:
   void InitQuery(qelQuery* query) override {
@@ -136,6 +150,8 @@ protected:
   }
   void SignalQueryToProcess() override {
     signals += 1;
+    if (onSignal)
+      onSignal();
     qelQueryManager::SignalQueryToProcess();
   }
 };
@@ -235,7 +251,10 @@ TEST(QelQueryAssignment, CopiesAllFields) {
   from->m_mark = true;
   from->m_executed = true;
   from->m_next = to;
+  from->m_keepAlive = to;
   static_cast<qelQuery&>(*to) = *from;
+  EXPECT_EQ(to->m_keepAlive, to);
+  from->m_keepAlive = to->m_keepAlive = nullptr;
   EXPECT_TRUE(to->m_mark);
   EXPECT_TRUE(to->m_executed);
   EXPECT_EQ(to->m_next, to);
@@ -258,23 +277,24 @@ TEST(QelQueryManagerAddQuery, AppendsPreparesAndSignals) {
 
 TEST(QelQueryManagerAddQuery, PreparesAheadOfTheSignalAndUnderTheLock) {
   TestManager manager;
-  std::atomic<bool> passed{false};
-  std::thread other;
   manager.onInit = [&](qelQuery* query) {
     EXPECT_EQ(manager.signals, 0);
     EXPECT_EQ(manager.m_tail, query);
+    EXPECT_EQ(OpenMutex::Holds(manager.m_queryMutex), 1);
     EXPECT_TRUE(manager.HasPendingQuery()); // the same thread may call back
-    other = std::thread([&] {
-      manager.HasPendingQuery();
-      passed = true;
-    });
-    for (int i = 0; i < 100; ++i)
-      std::this_thread::yield();
-    EXPECT_FALSE(passed);
   };
+  manager.onSignal = [&] { EXPECT_EQ(OpenMutex::Holds(manager.m_queryMutex), 1); };
   manager.Add(1);
-  other.join();
   EXPECT_EQ(manager.signals, 1);
+  EXPECT_EQ(OpenMutex::Holds(manager.m_queryMutex), 0);
+}
+
+TEST(QelQueryManagerAddQuery, EndsTheChainWithTheNewQuery) {
+  TestManager manager;
+  TestQuery* query = new TestQuery(1);
+  query->m_next = query;
+  manager.AddQuery(query);
+  EXPECT_EQ(manager.Ids(), Ids{1});
 }
 
 TEST(QelQueryManagerAddQuery, EndsTheQueryAtOnceAfterStop) {
@@ -366,6 +386,7 @@ TEST(QelQueryManagerGetQuery, DoesNotLookAtTheClock) {
 }
 
 TEST(QelQueryManagerPushBackQuery, GoesToTheFrontAndSignalsNobody) {
+  FakeTime time;
   TestManager manager;
   manager.Add(1);
   manager.Add(2);
@@ -376,6 +397,14 @@ TEST(QelQueryManagerPushBackQuery, GoesToTheFrontAndSignalsNobody) {
   EXPECT_EQ(manager.prepared, (Ids{1, 2}));
   EXPECT_TRUE(query->HasBeenExecuted());
   EXPECT_EQ(manager.Take(), 1);
+  EXPECT_EQ(manager.Take(), 2);
+  manager.WaitForQuery(10); // takes the signal of the additions
+  TestQuery* last = new TestQuery;
+  manager.PushBackQuery(last);
+  EXPECT_EQ(manager.GetQuery(), last);
+  manager.WaitForQuery(10);
+  EXPECT_EQ(time.waits, Waits{10});
+  last->Done();
 }
 
 TEST(QelQueryManagerPushBackQuery, MakesTheTailOfAnEmptyChain) {
@@ -485,6 +514,98 @@ TEST(QelQueryManagerClearQueries, LetsDoneCallBack) {
   EXPECT_EQ(TestQuery::done - done, TestQuery::made - made + 1);
 }
 
+TEST(QelQueryManagerClearQueries, EndsWhatStandsBehindAQueryThatDoneTakesOut) {
+  TestManager manager;
+  manager.Add(1)->onDone = [&] { EXPECT_EQ(manager.Take(), 2); };
+  for (int id : {2, 3, 4})
+    manager.Add(id);
+  const int done = TestQuery::done;
+  manager.ClearQueries();
+  EXPECT_EQ(TestQuery::done, done + 4);
+  EXPECT_EQ(manager.Ids(), Ids{});
+}
+
+TEST(QelQueryManagerClearSelectedQueries, CallsBackUnderTheLock) {
+  TestManager manager;
+  manager.Add(1)->onDone = [&] { EXPECT_EQ(OpenMutex::Holds(manager.m_queryMutex), 1); };
+  manager.ClearSelectedQueries(
+      [](qelQuery*, void* context) {
+        EXPECT_EQ(OpenMutex::Holds(static_cast<TestManager*>(context)->m_queryMutex), 1);
+        return true;
+      },
+      &manager);
+  EXPECT_EQ(manager.Ids(), Ids{});
+}
+
+// A selector that calls the manager back once and writes down what it is asked about.
+struct CallingBack {
+  static bool Select(qelQuery* query, void* context) {
+    CallingBack* self = static_cast<CallingBack*>(context);
+    const int id = IdOf(query);
+    self->asked.push_back(id);
+    if (id == self->at)
+      self->call();
+    return id == self->chosen;
+  }
+  int at, chosen; // where it calls, and what it chooses
+  std::function<void()> call;
+  Ids asked;
+};
+
+TEST(QelQueryManagerClearSelectedQueries, GoesOnBehindWhatTheSelectorTakesOut) {
+  TestManager manager;
+  for (int id : {1, 2, 3, 4, 5})
+    manager.Add(id, id < 3 ? 1000 : 0);
+  CallingBack selector = {2, 5, [&] { EXPECT_EQ(manager.Take(), 3); }, {}};
+  manager.ClearSelectedQueries(&CallingBack::Select, &selector);
+  EXPECT_EQ(selector.asked, (Ids{1, 2, 4, 5}));
+  EXPECT_EQ(manager.Ids(), (Ids{1, 2, 4}));
+}
+
+TEST(QelQueryManagerClearSelectedQueries, LetsTheSelectorTakeOutItsOwnQuery) {
+  for (int chosen : {2, 3}) {
+    TestManager manager;
+    for (int id : {1, 2, 3})
+      manager.Add(id, id != 2 ? 1000 : 0);
+    CallingBack selector = {2, chosen, [&] { EXPECT_EQ(manager.Take(), 2); }, {}};
+    const int done = TestQuery::done;
+    manager.ClearSelectedQueries(&CallingBack::Select, &selector);
+    EXPECT_EQ(selector.asked, (Ids{1, 2, 3}));
+    EXPECT_EQ(manager.Ids(), (chosen == 2 ? Ids{1, 3} : Ids{1}));
+    EXPECT_EQ(TestQuery::done - done, chosen == 2 ? 1 : 2);
+  }
+}
+
+TEST(QelQueryManagerClearSelectedQueries, EndsWhenTheSelectorEmptiesTheChain) {
+  for (bool stops : {false, true}) {
+    TestManager manager;
+    for (int id : {1, 2, 3})
+      manager.Add(id);
+    CallingBack selector = {2, 3, [&] { stops ? manager.Stop() : manager.ClearQueries(); }, {}};
+    const int done = TestQuery::done;
+    manager.ClearSelectedQueries(&CallingBack::Select, &selector);
+    EXPECT_EQ(selector.asked, (Ids{1, 2}));
+    EXPECT_EQ(TestQuery::done, done + 3);
+  }
+}
+
+// The walk has lost its place, and asks again.
+TEST(QelQueryManagerClearSelectedQueries, BeginsAgainWhenItsPlaceHasGone) {
+  TestManager manager;
+  for (int id : {1, 2, 3, 4})
+    manager.Add(id);
+  CallingBack selector = {2, 4, [&] { manager.ClearSelectedQueries(IsOdd, nullptr); }, {}};
+  manager.ClearSelectedQueries(&CallingBack::Select, &selector);
+  EXPECT_EQ(selector.asked, (Ids{1, 2, 4})); // behind 2, which stays
+  EXPECT_EQ(manager.Ids(), Ids{2});
+  manager.ClearQueries();
+  for (int id : {11, 12, 13, 14})
+    manager.Add(id, id == 11 ? 1000 : 0);
+  selector = {12, 0, [&] { EXPECT_EQ(manager.Take() + manager.Take(), 25); }, {}};
+  manager.ClearSelectedQueries(&CallingBack::Select, &selector);
+  EXPECT_EQ(selector.asked, (Ids{11, 12, 11, 14}));
+}
+
 bool AddThenSelect(qelQuery* query, void* context) {
   TestManager* manager = static_cast<TestManager*>(context);
   if (IdOf(query) >= 10)
@@ -510,6 +631,19 @@ TEST(QelQueryManager, EndsItsQueriesWhenItDies) {
     manager.Add(2, 1000);
   }
   EXPECT_EQ(TestQuery::done, done + 2);
+}
+
+// The moment between the flag and the end of the chain.
+TEST(QelQueryManagerStop, GivesNoQueryWhileItClears) {
+  TestManager manager;
+  manager.Add(1)->onDone = [&] {
+    EXPECT_EQ(manager.GetQuery(), nullptr);
+    EXPECT_TRUE(manager.HasPendingQuery());
+    EXPECT_EQ(manager.Ids(), Ids{2});
+  };
+  manager.Add(2);
+  manager.Stop();
+  EXPECT_EQ(manager.Ids(), Ids{});
 }
 
 TEST(QelQueryManagerStop, ClearsAndThenSignals) {
@@ -706,6 +840,18 @@ TEST(QelQueryManagerWaitForQuery, ReturnsWhenStoppedMeanwhile) {
   manager.WaitForQuery(kNoLimit);
   manager.WaitForQuery(100);
   EXPECT_EQ(time.waits, Waits{kNoLimit});
+}
+
+TEST(QelQueryManagerWaitForQuery, LooksAtTheFlagOfStopBeforeTheChain) {
+  FakeTime time;
+  TestManager manager;
+  time.onWait = [&] {
+    manager.Add(1, 1000);
+    manager.m_stopped = true; // and the chain is not cleared yet
+  };
+  manager.WaitForQuery(5000);
+  EXPECT_EQ(time.waits, Waits{5000});
+  EXPECT_EQ(manager.Ids(), Ids{1});
 }
 
 // With threads ---------------------------------------------------------------------
@@ -919,6 +1065,24 @@ TEST(QelQueryManagerStress, EndsEveryQueryOnce) {
 
 // Shape -------------------------------------------------------------------------------
 
+struct OpenManager : qelQueryManager {
+  static bool Stopped(const qelQueryManager& manager) { return manager.*(&OpenManager::m_stopped); }
+  static const qelMutex& Mutex(const qelQueryManager& manager) {
+    return manager.*(&OpenManager::m_queryMutex);
+  }
+  static const qelCondition& Condition(const qelQueryManager& manager) {
+    return manager.*(&OpenManager::m_queryCondition);
+  }
+};
+
+void ExpectSharedParts(const qelQueryManager& copy, const qelQueryManager& source) {
+  EXPECT_EQ(OpenManager::Stopped(copy), OpenManager::Stopped(source));
+  EXPECT_EQ(OpenMutex::System(OpenManager::Mutex(copy)),
+            OpenMutex::System(OpenManager::Mutex(source)));
+  EXPECT_EQ(OpenCondition::System(OpenManager::Condition(copy)),
+            OpenCondition::System(OpenManager::Condition(source)));
+}
+
 // Only one of the two is destroyed: the copy lies in raw storage and its destructor does not run.
 TEST(QelQueryManagerCopy, TakesAllFields) {
   TestManager source;
@@ -926,6 +1090,7 @@ TEST(QelQueryManagerCopy, TakesAllFields) {
   alignas(qelQueryManager) unsigned char storage[sizeof(qelQueryManager)];
   qelQueryManager* copy = new (storage) qelQueryManager(source);
   EXPECT_TRUE(copy->HasPendingQuery());
+  ExpectSharedParts(*copy, source);
   qelQuery* query = copy->GetQuery();
   EXPECT_EQ(IdOf(query), 1);
   source.m_head = nullptr;
@@ -934,10 +1099,17 @@ TEST(QelQueryManagerCopy, TakesAllFields) {
   source.Stop();
   TestManager other;
   static_cast<qelQueryManager&>(*copy) = other;
+  ExpectSharedParts(*copy, other);
   copy->AddQuery(new TestQuery(2));
   EXPECT_TRUE(copy->HasPendingQuery());
   EXPECT_FALSE(other.HasPendingQuery());
   copy->ClearQueries();
+  other.m_head = nullptr;
+  other.m_tail = nullptr;
+  static_cast<qelQueryManager&>(*copy) = source; // which is stopped
+  ExpectSharedParts(*copy, source);
+  new (storage) qelQueryManager(source);
+  ExpectSharedParts(*copy, source);
 }
 
 TEST(QelQueryManagerShape, HasItsFieldsInOrder) {
