@@ -72,11 +72,16 @@ public:
   // REQUIRES: if the node has qelAppletOptionDeleteOnDetach, it is in no tree.
   ~qelApplet() override;
 
-  // One step of this node and of what is marked below it: the body runs if the node is woken, if msg
-  // is not qelAppletMsgNone, or if a timeout of the subtree has expired; then the children run with
-  // qelAppletMsgNone if one of them is marked or a timeout has expired, in the order of attachment,
-  // and those that have ended are detached. Returns what the body has returned, qelAppletMsgNone if
-  // it did not run, and for ever qelAppletMsgQuit, without a call, once the body has returned that.
+  // One step of this node and of what is marked below it. The body runs if the node is woken, if msg
+  // is not qelAppletMsgNone or, failing both, if a timeout of the subtree has expired, which marks the
+  // children too. Then, if they are marked, the children run with qelAppletMsgNone, in the order of
+  // attachment, and those that have ended are detached. Returns what the body has returned,
+  // qelAppletMsgNone if it did not run, and for ever qelAppletMsgQuit, without a call, once the body
+  // has returned that.
+  // INTENDED: a node that is woken or told something looks at no timeout, so that a child of it whose
+  // timeout has expired may have to wait for the next pass. What makes a node run is asked in that
+  // order, and the first answer counts. Pinned by
+  // qelAppletRun.LooksAtNoTimeoutWhenTheNodeRunsAnyway.
   // REQUIRES: no body destroys its own node or one above it, nor detaches or destroys the sibling
   // behind it.
   qelAppletMsg AppletRun(qelAppletMsg msg);

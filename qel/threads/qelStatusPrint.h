@@ -13,7 +13,7 @@
 // One call of the sink is not one line: a line may come in two pieces.
 //
 // OWNERSHIP: a sink stays the program's, and must live until another one is in place
-// and no manager prints to it any more.
+// and no manager prints to it any more. It must not call the manager that prints.
 // ERRORS: none.
 // THREADS: any. Each call of the sink comes from the thread that prints, under the
 // lock of its manager.

@@ -19,6 +19,12 @@
 
 namespace {
 
+class OpenMutex : public qelMutex {
+public:
+  // What works inside of the lock.
+  static const qelOSMutex* System(const qelMutex& mutex) { return mutex.*(&OpenMutex::m_mutex); }
+};
+
 class OpenActivity : public qelActivityManager {
 public:
   using qelActivityManager::IncDecModuleActivity;
@@ -219,6 +225,8 @@ TEST(QelActivityManagerStress, CountsInAndOutFromManyThreads) {
           idle += manager.IsModuleActive(own) ? 0 : 1;
           idle += manager.IsActive() ? 0 : 1;
           manager.DecrementModuleActivity(own);
+          manager.SetModuleActivity(own, i % 2 == 0);
+          manager.SetModuleActivity(own, false);
           manager.DecrementModuleActivity("shared");
         }
       });
@@ -240,8 +248,22 @@ TEST(QelActivityManagerCopy, SharesTheTable) {
   OpenActivity* copy = new (storage) OpenActivity(source);
   EXPECT_EQ(copy->m_modules, source.m_modules);
   EXPECT_TRUE(copy->IsActive());
+  EXPECT_EQ(OpenMutex::System(copy->m_mutex), OpenMutex::System(source.m_mutex));
   copy->IncrementModuleActivity("a");
   EXPECT_EQ(source.Count("a"), 2u);
+}
+
+// The one assigned to lies in raw storage, and its destructor does not run either.
+TEST(QelActivityManagerAssignment, SharesTheTable) {
+  OpenActivity source, none;
+  source.IncrementModuleActivity("a");
+  alignas(OpenActivity) unsigned char storage[sizeof(OpenActivity)];
+  OpenActivity* copy = new (storage) OpenActivity(none);
+  EXPECT_FALSE(copy->IsActive());
+  static_cast<qelActivityManager&>(*copy) = source;
+  EXPECT_EQ(copy->m_modules, source.m_modules);
+  EXPECT_EQ(OpenMutex::System(copy->m_mutex), OpenMutex::System(source.m_mutex));
+  EXPECT_TRUE(copy->IsActive());
 }
 
 TEST(QelActivityManagerShape, HasItsFieldsInOrder) {

@@ -60,6 +60,9 @@ public:
   qelAppletMsg LastMsg() const { return m_lastMsg; }
   qelAppletOptions Options() const { return m_options; }
   qelTimeout* First() { return FirstExpiringTimeout(); }
+  std::vector<const void*> Fields() const {
+    return {&m_woken, &m_childWoken, &m_parent, &m_options, &m_childs, &m_lastMsg, &m_hadChild};
+  }
 
   // Everything that can be seen of the two marks: "-", "w", "c" or "wc".
   std::string Marks() const {
@@ -137,6 +140,9 @@ struct qelAppletModel : SleepTest {};
 TEST(qelApplet, HasItsFieldsBehindTheQueue) {
   EXPECT_EQ(sizeof(qelApplet), sizeof(qelTimeoutQueue) + 8 * sizeof(void*));
   EXPECT_TRUE((std::is_base_of_v<qelTimeoutQueue, qelApplet>));
+  Node node;
+  const std::vector<const void*> fields = node.Fields();
+  EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<const void*>()));
   EXPECT_FALSE(std::is_copy_constructible_v<qelApplet>);
 }
 
@@ -217,6 +223,45 @@ TEST(qelAppletRun, ReachesTheNodeBelowWhoseTimeoutHasExpired) {
   tree.root.AppletRun(qelAppletMsgNone);
   EXPECT_THAT(tree.trace, ElementsAre("root", "middle", "leaf"));
   EXPECT_EQ(tree.Marks(), "- - -");
+}
+
+TEST(qelAppletRun, LooksAtNoTimeoutWhenTheNodeRunsAnyway) {
+  ScopedTickCount tick(0);
+  Chain tree;
+  qelTimeout timeout;
+  tree.leaf.TimeoutStart(&timeout, 0);
+  tree.root.AppletRun(qelAppletMsgRunAgain);
+  EXPECT_THAT(tree.trace, ElementsAre("root")); // it was told something
+  tree.root.AppletWakeUp();
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(tree.trace, ElementsAre("root", "root")); // it was woken
+  tree.root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(tree.trace, ElementsAre("root", "root", "root", "middle", "leaf"));
+}
+
+TEST(qelAppletRun, AsksEachChildOfAMarkedNodeForItsTimeout) {
+  ScopedTickCount tick(0);
+  std::vector<std::string> trace;
+  Node root("root"), woken("woken"), due("due"), idle("idle");
+  for (Node* node : {&root, &woken, &due, &idle}) {
+    node->trace = &trace;
+    node->body = Returning(qelAppletMsgNone);
+    if (node != &root)
+      root.AppletAttach(node, 0);
+  }
+  qelTimeout timeout;
+  due.TimeoutStart(&timeout, 0);
+  woken.AppletWakeUp();
+  root.AppletRun(qelAppletMsgNone);
+  EXPECT_THAT(trace, ElementsAre("root", "woken", "due"));
+}
+
+TEST(qelAppletRun, ReturnsNoneWheneverNothingRuns) {
+  Node node;
+  node.body = Returning(static_cast<qelAppletMsg>(3));
+  EXPECT_EQ(node.AppletRun(qelAppletMsgRunAgain), 3);
+  EXPECT_EQ(node.AppletRun(qelAppletMsgNone), qelAppletMsgNone);
+  EXPECT_EQ(node.LastMsg(), 3);
 }
 
 TEST(qelAppletRun, RunsNoChildThatIsNotMarked) {
@@ -535,7 +580,11 @@ TEST(qelAppletDetach, DeletesAChildThatHasTheOption) {
   Node root;
   for (int how = 0; how < 2; ++how) {
     Node* child = new Node;
-    child->onEnd = [&] { ended += 1; };
+    child->onEnd = [&] {
+      ended += 1;
+      EXPECT_EQ(root.Marks(), "-"); // the wake-up comes last
+      EXPECT_EQ(child->Parent(), nullptr);
+    };
     const qelAppletOptions option = qelAppletOptionDeleteOnDetach;
     if (how == 0)
       child->AppletSetOptions(option);

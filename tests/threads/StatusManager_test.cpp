@@ -176,6 +176,15 @@ TEST(QelStatusManagerRemoveStatus, LeavesWhatStandsBehindASiblingThatSortsAheadO
   EXPECT_EQ(manager.Entries("c"), "a-b=1;");
 }
 
+TEST(QelStatusManagerRemoveStatus, TakesTheTextOfTheEntryItRemoves) {
+  OpenStatus manager;
+  for (const char* key : {"a", "a/b", "b"})
+    manager.UpdateStatus("c", key, "1");
+  manager.RemoveStatus(
+      "c", static_cast<qelqelStatusManagerEntry*>(qelArray_GetAt(manager["c"], 0))->key);
+  EXPECT_EQ(manager.Entries("c"), "b=1;");
+}
+
 TEST(QelStatusManagerRemoveStatus, KeepsTheEmptyChapter) {
   OpenStatus manager;
   manager.UpdateStatus("c", "a", "1");
@@ -430,6 +439,22 @@ TEST(QelStatusManagerStress, KeepsWhatManyThreadsEntered) {
     const std::string all = print.Take();
     EXPECT_EQ(std::count(all.begin(), all.end(), 'T'), 24);
   }
+}
+
+// Only one of the two is destroyed: the copy lies in raw storage and its destructor does not run.
+TEST(QelStatusManagerCopy, SharesTheTable) {
+  OpenStatus source;
+  source.UpdateStatus("c", "k", "1");
+  alignas(OpenStatus) unsigned char storage[sizeof(OpenStatus)];
+  OpenStatus* copy = new (storage) OpenStatus(source);
+  EXPECT_EQ((*copy)["c"], source["c"]);
+  copy->UpdateStatus("c", "k", "2");
+  EXPECT_EQ(source.Entries("c"), "k=2;");
+  EXPECT_EQ(Printed(*copy), Printed(source));
+  // Its own texts go, the shared table and lock stay.
+  copy->m_name.~qelCString();
+  copy->m_indent.~qelCString();
+  copy->m_lastPath.~qelCString();
 }
 
 TEST(QelStatusManagerShape, HasItsFieldsInOrder) {

@@ -1,6 +1,7 @@
 #include <qel/threads/TimeoutQueue.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -71,6 +72,30 @@ TEST(qelTimeoutQueueDestructor, DoesNotTouchTheElements) {
   queue->TimeoutCancel(&timeout);
   queue.reset();
   EXPECT_EQ(timeout.Remaining(), 5u);
+}
+
+TEST(qelTimeoutQueueCopy, TakesTheLinksOfTheOriginal) {
+  ScopedTickCount tick(0);
+  Queue original;
+  qelTimeout first, second;
+  original.TimeoutStart(&first, 10);
+  original.TimeoutStart(&second, 20);
+  Queue copy(original), assigned;
+  assigned = original;
+  EXPECT_EQ(copy.FirstExpiringTimeout(), &first);
+  EXPECT_EQ(assigned.FirstExpiringTimeout(), &first);
+  // The elements know of the original alone.
+  original.TimeoutCancel(&first);
+  EXPECT_EQ(original.FirstExpiringTimeout(), &second);
+  EXPECT_EQ(copy.FirstExpiringTimeout(), &first);
+  original.TimeoutCancel(&second);
+  // What is empty is only the original, to whose links the copy's lead.
+  const Queue copyOfNone(original);
+  const void* links[2];
+  memcpy(links, reinterpret_cast<const char*>(&copyOfNone) + sizeof(void*), sizeof links);
+  const void* const own = reinterpret_cast<const char*>(&original) + sizeof(void*);
+  EXPECT_EQ(links[0], own);
+  EXPECT_EQ(links[1], own);
 }
 
 TEST(qelTimeoutQueueTimeoutStart, StartsTheTimeoutNow) {

@@ -1,5 +1,7 @@
 #include <qel/threads/Timeout.h>
 
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -24,6 +26,13 @@ struct Queue : qelTimeoutQueue {
 TEST(qelTimeout, HasLinksTickAndDurationBehindItsVirtualDestructor) {
   EXPECT_EQ(sizeof(qelTimeout), 3 * sizeof(void*) + 8);
   EXPECT_TRUE(std::has_virtual_destructor_v<qelTimeout>);
+  ScopedTickCount tick(0x11223344);
+  qelTimeout timeout;
+  timeout.Start(0x55667788);
+  uint32_t fields[2];
+  memcpy(fields, reinterpret_cast<const char*>(&timeout) + 3 * sizeof(void*), sizeof fields);
+  EXPECT_EQ(fields[0], 0x11223344u);
+  EXPECT_EQ(fields[1], 0x55667788u);
 }
 
 TEST(qelTimeout, IsInNoQueueAtFirst) {
