@@ -90,6 +90,13 @@ TEST(qelStringResolveVariable, ReadsTheEnvironmentBehindTheCallback) {
             "avaluebc");
 }
 
+TEST(qelStringResolveVariable, TakesAnyAnswerOfTheCallbackFirst) {
+  EXPECT_EQ(Taken(qelStringResolveVariable("e", Answer, nullptr)), "");
+  ASSERT_EQ(qelPlatform_SetEnvironment("QEL_SUBSTITUTE_TEST", "value"), 0);
+  const auto empty = [](char*, void*) -> char* { return qelMem_StrDup(""); };
+  EXPECT_EQ(Taken(qelStringResolveVariable("env.QEL_SUBSTITUTE_TEST", empty, nullptr)), "");
+}
+
 TEST(qelStringResolveVariable, HandsTheCallersDataOn) {
   const auto fromData = [](char*, void* userData) -> char* {
     return qelMem_StrDup(static_cast<const char*>(userData));
