@@ -299,6 +299,11 @@ int _Log_Buffer_CountOpen() {
   return openSlots;
 }
 
+void _Log_Buffer_SetNextIndexForTest(uint32_t index) {
+  const TableLock lock(TrafficMutex());
+  nextIndex = index;
+}
+
 // What the socket layer calls ------------------------------------------------------
 
 void qelSocketLog_TraceCreated(qelSocketHandle socket, const char* label) {

@@ -102,4 +102,8 @@ void _Log_Buffer_Close(qelSocketHandle socket);
 // How many slots are taken.
 int _Log_Buffer_CountOpen();
 
+// The running number that the next slot takes. It starts at 1 and comes round to 0, which counts as a
+// fault, only after more sockets than a test can open.
+void _Log_Buffer_SetNextIndexForTest(uint32_t index);
+
 #endif

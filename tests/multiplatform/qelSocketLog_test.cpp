@@ -386,6 +386,18 @@ TEST_F(QelSocketLogTraffic, ThatWasNoneLeavesNothingAtTheClose) {
   EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
 
+// An end that was received is a transfer of nothing, but a transfer.
+TEST_F(QelSocketLogTraffic, ThatIsAnEndAloneLeavesTheClosingMark) {
+  TestConnection connection;
+  LoggedSocket server(connection.server.Release());
+  const std::string file = FileName(connection.client.Port(), server.handle);
+  connection.client.Close();
+  EXPECT_EQ(Receive(server.handle), "");
+  EXPECT_EQ(m_dir.Read(file), "");
+  server.Close();
+  EXPECT_EQ(m_dir.Read(file), kClosingMark);
+}
+
 TEST_F(QelSocketLogTraffic, WithoutTheFolderIsLostSilently) {
   std::filesystem::remove(TempDir::Native(m_dir.Path("socket")));
   const TestSocket listener = TestSocket::Listening();
@@ -442,6 +454,28 @@ TEST_F(QelSocketLogSlots, AreToldWhenTheyAreMissing) {
   }
   m_log.Clear();
   _Log_Buffer_Close(-1);
+  EXPECT_THAT(m_log.Texts(), IsEmpty());
+}
+
+// The running number comes round to 0 one day, which takes a slot for a free one but still writes.
+TEST_F(QelSocketLogSlots, WithoutARunningNumberAreToldAndUsed) {
+  LoggedSocket socket(SOCK_DGRAM);
+  socket.Bind();
+  socket.Connect(socket.Port());
+  const std::string file = FileName(socket.Port(), socket.handle);
+  _Log_Buffer_Close(socket.handle);
+  _Log_Buffer_SetNextIndexForTest(0);
+  _Log_Buffer_Open(socket.handle);
+  EXPECT_EQ(SendText(socket.handle, "x"), 1);
+  EXPECT_EQ(Receive(socket.handle), "x");
+  EXPECT_THAT(m_log.Texts(), ElementsAre("_Log_Buffer_Send Error 1\n", "_Log_Buffer Error 1\n"));
+  EXPECT_EQ(m_log.Lines()[0].module, 55u);
+  EXPECT_EQ(m_log.Lines()[0].level, 1u);
+  EXPECT_EQ(m_dir.Read(file), "xx");
+  _Log_Buffer_Close(socket.handle);
+  m_log.Clear();
+  _Log_Buffer_Open(socket.handle);
+  EXPECT_EQ(SendText(socket.handle, "y"), 1) << "the next number is 1";
   EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
 
