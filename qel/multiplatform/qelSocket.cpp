@@ -3,6 +3,8 @@
 
 #include <qel/multiplatform/qelSocket.h>
 
+#include <climits>
+
 #include <qel/core/Log.h>
 #include <qel/multiplatform/qelSocketLog.h>
 #include <qel/multiplatform/qelSocketRaw.h>
@@ -396,7 +398,9 @@ static void KeepBadSocket(fd_set* read, fd_set* write, fd_set* except, const tim
 }
 
 int qelSocket_Select(fd_set* read, fd_set* write, fd_set* except, int nfds, timeval* timeout) {
-  const int result = qelSocketRaw_Select(nfds + 1, read, write, except, timeout);
+  // One more than the highest handle there can be is no number.
+  const int limit = nfds < INT_MAX ? nfds + 1 : nfds;
+  const int result = qelSocketRaw_Select(limit, read, write, except, timeout);
   if (result == -1) {
     const KeptError error;
     KeepBadSocket(read, write, except, timeout);

@@ -74,6 +74,8 @@ int qelSocket_SetLinger(qelSocketHandle socket, int linger, const char* label);
 
 // Limits how long a transfer waits, in seconds: sending if `send` is not 0, then receiving if `receive`
 // is not 0. A failure of the first leaves the second as it is.
+// Windows: a transfer whose time is over fails with WSAETIMEDOUT.
+// POSIX: it fails with qelSocket_WouldBlock. A signal starts its time anew.
 int qelSocket_SetTimeout(qelSocketHandle socket, int seconds, int send, int receive,
                          const char* label);
 

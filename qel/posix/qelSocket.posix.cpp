@@ -3,6 +3,7 @@
 
 #include <qel/multiplatform/qelSocket.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -152,6 +153,13 @@ static int64_t NowInMicroseconds() {
   return static_cast<int64_t>(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
 }
 
+// Callers stand for ever by the largest number that a field takes; some ten thousand years do as well.
+static int64_t InMicroseconds(const timeval& time) {
+  const int64_t kEver = 1000000000000000000;
+  const int64_t seconds = std::min<int64_t>(time.tv_sec, kEver / 1000000);
+  return seconds * 1000000 + std::min<int64_t>(time.tv_usec, kEver);
+}
+
 // The system reads and writes as many bits as nfds says, so nfds must not go beyond the sets. It
 // changes the timeout that it is given, and what it leaves there after a signal is not told.
 int qelSocketRaw_Select(int nfds, fd_set* read, fd_set* write, fd_set* except,
@@ -168,8 +176,7 @@ int qelSocketRaw_Select(int nfds, fd_set* read, fd_set* write, fd_set* except,
     const int result = ::select(nfds, read, write, except, &rest);
     if (result != -1 || errno != EINTR)
       return result;
-    const int64_t wanted = static_cast<int64_t>(timeout->tv_sec) * 1000000 + timeout->tv_usec;
-    const int64_t left = wanted - (NowInMicroseconds() - start);
+    const int64_t left = InMicroseconds(*timeout) - (NowInMicroseconds() - start);
     rest.tv_sec = left > 0 ? left / 1000000 : 0;
     rest.tv_usec = left > 0 ? left % 1000000 : 0;
   }

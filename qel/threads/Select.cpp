@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <qel/core/Log.h>
+#include <qel/multiplatform/qelSocket.h>
 #include <qel/multiplatform/qelSocketSelect.h>
 
 namespace {
@@ -67,7 +68,10 @@ int qelSelect::Select(fd_set* read, fd_set* write, fd_set* except, int nfds, tim
   int result = -1;
   if (qelSocketSelect* const select = Hold(m_select)) {
     result = qelSocketSelect_Select(select, read, write, except, nfds, timeout, &isSignalled);
+    // The last one out closes the sockets, which clears the last error.
+    const int error = qelSocket_GetLastError();
     qelSocketSelect_Delete(select);
+    qelSocket_SetLastError(error);
   }
   if (signalled != nullptr)
     *signalled = isSignalled != 0;

@@ -1,16 +1,19 @@
 // What sockets do when a system call fails. The linker puts the functions below in place of the
 // system's.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <ifaddrs.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -54,8 +57,18 @@ struct Fault {
 
 struct Faults {
   Fault socket, getsockopt, setsockopt, bind, connect, close, fcntl, getsockname, sendto;
-  Fault getaddrinfo, getifaddrs, mutex, willLog;
-  bool connectIsInterrupted = false;   // after it has done its work
+  Fault getaddrinfo, getifaddrs, mutex, willLog, select;
+  int protocol = -1;                 // what socket was asked for last
+  std::vector<unsigned short> ports; // what bind was asked for, each call
+  std::vector<int> numbers;          // what rand gives next; then its own
+  addrinfo hints = {};               // what getaddrinfo was asked for last
+  bool connectIsInterrupted = false; // after it has done its work
+  int connectOutcome = 0;            // what a connection that is waited for comes to
+  bool feedsForEver = false;         // every recvfrom has a byte
+  int received = 0;                  // how often recvfrom has been called
+  std::vector<int> limits;           // nfds of each select
+  std::vector<timeval> times;        // the time of each select that has one
+  std::function<void()> onSelect = [] {};
   std::function<addrinfo*()> resolved; // the list that a name gives
   std::function<void()> onClose = [] {};
 } faults;
@@ -76,11 +89,17 @@ std::string N(int64_t number) {
 extern "C" {
 int __real_socket(int, int, int);
 int __wrap_socket(int family, int type, int protocol) {
+  faults.protocol = protocol;
   return faults.socket.Fails() ? -1 : __real_socket(family, type, protocol);
 }
 int __real_getsockopt(int, int, int, void*, socklen_t*);
 int __wrap_getsockopt(int fd, int level, int option, void* value, socklen_t* size) {
-  return faults.getsockopt.Fails() ? -1 : __real_getsockopt(fd, level, option, value, size);
+  if (faults.getsockopt.Fails())
+    return -1;
+  const int result = __real_getsockopt(fd, level, option, value, size);
+  if (option == SO_ERROR)
+    *static_cast<int*>(value) = faults.connectOutcome;
+  return result;
 }
 int __real_setsockopt(int, int, int, const void*, socklen_t);
 int __wrap_setsockopt(int fd, int level, int option, const void* value, socklen_t size) {
@@ -88,6 +107,7 @@ int __wrap_setsockopt(int fd, int level, int option, const void* value, socklen_
 }
 int __real_bind(int, const sockaddr*, socklen_t);
 int __wrap_bind(int fd, const sockaddr* address, socklen_t size) {
+  faults.ports.push_back(ntohs(reinterpret_cast<const sockaddr_in*>(address)->sin_port));
   return faults.bind.Fails() ? -1 : __real_bind(fd, address, size);
 }
 int __real_connect(int, const sockaddr*, socklen_t);
@@ -129,10 +149,33 @@ int __real_getaddrinfo(const char*, const char*, const addrinfo*, addrinfo**);
 int __wrap_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
                        addrinfo** result) {
   faults.getaddrinfo.Fails();
+  faults.hints = *hints;
   if (!faults.resolved)
     return __real_getaddrinfo(node, service, hints, result);
   *result = faults.resolved();
   return 0;
+}
+int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
+int __wrap_select(int limit, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
+  faults.limits.push_back(limit);
+  if (timeout != nullptr)
+    faults.times.push_back(*timeout);
+  faults.onSelect();
+  return faults.select.Fails() ? -1 : __real_select(limit, read, write, except, timeout);
+}
+ssize_t __real_recvfrom(int, void*, size_t, int, sockaddr*, socklen_t*);
+ssize_t __wrap_recvfrom(int fd, void* data, size_t n, int flags, sockaddr* address,
+                        socklen_t* size) {
+  ++faults.received;
+  return faults.feedsForEver ? 1 : __real_recvfrom(fd, data, n, flags, address, size);
+}
+int __real_rand();
+int __wrap_rand() {
+  if (faults.numbers.empty())
+    return __real_rand();
+  const int number = faults.numbers.front();
+  faults.numbers.erase(faults.numbers.begin());
+  return number;
 }
 int __real_getifaddrs(ifaddrs**);
 int __wrap_getifaddrs(ifaddrs** list) {
@@ -249,7 +292,132 @@ TEST_F(QelSocketFaults, WaitForAConnectThatASignalInterrupted) {
   EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
 
+TEST_F(QelSocketFaults, OfAConnectThatASignalInterruptedAreTold) {
+  const TestSocket listener = TestSocket::Listening();
+  const sockaddr_in address = LoopbackAddress(listener.Port());
+  const auto connect = [&] {
+    const TestSocket socket = TestSocket::TCP();
+    faults.connectIsInterrupted = true;
+    const int result = qelSocket_Connect(socket, AsAddress(address), sizeof(address), "here");
+    const int error = errno;
+    EXPECT_THAT(m_log.Texts(), ElementsAre("   Cannot connect socket " + N(socket) +
+                                           ": error = " + N(error) + " [here]\n"));
+    m_log.Clear();
+    return result == -1 ? error : 0;
+  };
+  faults.connectOutcome = ECONNREFUSED;
+  EXPECT_EQ(connect(), ECONNREFUSED);
+  faults.connectOutcome = 0;
+  // The socket's own validation comes first.
+  faults.getsockopt.Set(ENOBUFS, 1, 1);
+  EXPECT_EQ(connect(), ENOBUFS);
+}
+
+TEST_F(QelSocketFaults, AreOfTheProtocolThatTheTypeHas) {
+  const struct {
+    int type, given, wanted;
+  } kTable[] = {
+      {SOCK_STREAM, 0, 6},
+      {SOCK_DGRAM, 0, 17},
+      {SOCK_RAW, 0, 17},
+      {SOCK_STREAM, 5, 5},
+  };
+  for (const auto& row : kTable) {
+    faults.socket.Set(EACCES);
+    EXPECT_EQ(qelSocket_Create(AF_INET, row.type, row.given), -1);
+    EXPECT_EQ(faults.protocol, row.wanted);
+  }
+}
+
 // Ports --------------------------------------------------------------------------
+
+TEST_F(QelSocketPortFaults, AreTriedFromTheFirstPortToTheLast) {
+  const struct {
+    std::vector<int> bytes;
+    unsigned short port;
+  } kTable[] = {
+      {{0, 0, 0, 0}, 50000},         // 0
+      {{0, 0, 0x3A, 0x98}, 65000},   // 15000
+      {{0, 0, 0x3A, 0x99}, 50000},   // 15001
+      {{255, 255, 255, 255}, 50983}, // 4294967295
+      {{256, 511, 256, 257}, 50567}, // the low bytes 0, 255, 0, 1
+  };
+  for (const auto& row : kTable) {
+    unsigned short port = 0;
+    faults = Faults();
+    faults.bind.Set(ENOMEM);
+    faults.numbers = row.bytes;
+    EXPECT_EQ(qelSocket_GetTCPSocket(0, &port), -1);
+    faults.bind.Set(ENOMEM);
+    faults.numbers = row.bytes;
+    EXPECT_EQ(qelSocket_GetUDPSocket(0, &port), -1);
+    EXPECT_THAT(faults.ports, ElementsAre(row.port, row.port));
+    EXPECT_EQ(port, 0);
+  }
+}
+
+// What a search for a port says of each call that can fail.
+TEST_F(QelSocketPortFaults, NameTheirSteps) {
+  unsigned short fixed = 50123;
+  unsigned short open = 0;
+  const struct {
+    unsigned hostAddress;
+    unsigned short* port;
+    Fault* fault;
+    const char* text;
+  } kTable[] = {
+      {0, &fixed, &faults.socket, "Cannot create socket: error = 5 [qelSocket_GetTCPSocket]\n"},
+      {0, &fixed, &faults.setsockopt,
+       "setsockopt(SO_REUSEADDR) error = 5 for socket # [qelSocket_GetTCPSocket 1]\n"},
+      {0, &fixed, &faults.bind, "Cannot bind socket #: error = 5 [qelSocket_GetTCPSocket 1]\n"},
+      {kLoopback, &open, &faults.setsockopt,
+       "setsockopt(SO_REUSEADDR) error = 5 for socket # [qelSocket_GetTCPSocket 2]\n"
+       "Error binding socket # [qelSocket_GetTCPSocket 2]\n"},
+      {kLoopback, nullptr, &faults.bind,
+       "Cannot bind socket #: error = 5 [qelSocket_GetTCPSocket 2]\n"
+       "Error binding socket # [qelSocket_GetTCPSocket 2]\n"},
+      {0, &open, &faults.setsockopt,
+       "setsockopt(SO_REUSEADDR) error = 5 for socket # [qelSocket_GetTCPSocket 3]\n"},
+      {0, nullptr, &faults.bind, "Cannot bind socket #: error = 5 [qelSocket_GetTCPSocket 3]\n"},
+  };
+  const std::string next = N(ClosedSocket()); // the lowest free number comes again
+  for (const auto& row : kTable) {
+    faults = Faults();
+    row.fault->Set(EIO);
+    faults.close.Set(EIO);
+    std::string expected = row.text;
+    if (row.fault != &faults.socket)
+      expected += "Cannot close socket #: error = 5 [qelSocket_GetTCPSocket 2]\n";
+    for (size_t at; (at = expected.find('#')) != std::string::npos;)
+      expected.replace(at, 1, next);
+    EXPECT_EQ(qelSocket_GetTCPSocket(row.hostAddress, row.port), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(m_log.All(), expected);
+    m_log.Clear();
+  }
+  EXPECT_EQ(fixed, 50123);
+  EXPECT_EQ(open, 0);
+}
+
+TEST_F(QelSocketPortFaults, NameTheStepsOfAReplacedHandleAndOfUDP) {
+  const std::string next = N(ClosedSocket());
+  faults.bind.Set(ENOTSOCK);
+  faults.close.Set(EIO);
+  const TestSocket socket(qelSocket_GetTCPSocket(0, nullptr));
+  EXPECT_EQ(m_log.All(), "Cannot bind socket " + next + ": error = " + N(ENOTSOCK) +
+                             " [qelSocket_GetTCPSocket 3]\nCannot close socket " + next +
+                             ": error = 5 [qelSocket_GetTCPSocket 1]\n");
+  m_log.Clear();
+  faults.socket.Set(EIO);
+  EXPECT_EQ(qelSocket_GetUDPSocket(0, nullptr), -1);
+  EXPECT_EQ(m_log.All(), "Cannot create socket: error = 5 [qelSocket_GetUDPSocket]\n");
+}
+
+TEST_F(QelSocketPortFaults, OfUDPAreNotHelpedByReuse) {
+  const TestSocket socket(qelSocket_GetUDPSocket(0, nullptr));
+  EXPECT_GT(socket, 0);
+  EXPECT_EQ(faults.setsockopt.calls, 0);
+}
 
 TEST_F(QelSocketPortFaults, ReplaceAHandleThatTurnsOutToBeNone) {
   faults.bind.Set(ENOTSOCK, 2);
@@ -360,6 +528,9 @@ TEST_F(QelSocketNameFaults, PassOverEntriesOfAnotherKind) {
   unsigned address = 0;
   EXPECT_EQ(qelSocket_GetAddressByName("name", &address, "here"), 0);
   EXPECT_EQ(address, 3u);
+  EXPECT_EQ(faults.hints.ai_family, AF_INET);
+  EXPECT_EQ(faults.hints.ai_socktype, SOCK_STREAM);
+  EXPECT_EQ(faults.hints.ai_protocol, IPPROTO_TCP);
   EXPECT_EQ(qelSocket_ResolveName("name"), 3u);
   EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
@@ -472,6 +643,112 @@ TEST_F(QelSocketSelectFaults, OfATriggerAreToldAndChangeNothing) {
   EXPECT_EQ(qelSocketSelect_Select(select, nullptr, nullptr, nullptr, 0, &none, &signalled), 1);
   EXPECT_EQ(signalled, 1);
   qelSocketSelect_Delete(select);
+}
+
+TEST_F(QelSocketSelectFaults, OfItsClosesNameTheSocket) {
+  qelSocketSelect* select = qelSocketSelect_New();
+  faults.close.Set(EIO, 2);
+  qelSocketSelect_Delete(select);
+  EXPECT_THAT(m_log.Texts(), ElementsAre(HasSubstr("error = 5 [qelSocketSelect_Delete R]\n"),
+                                         HasSubstr("error = 5 [qelSocketSelect_Delete W]\n")));
+}
+
+TEST_F(QelSocketSelectFaults, OfADrainThatNeverEndsDoNotHoldTheWait) {
+  qelSocketSelect* select = qelSocketSelect_New();
+  int signalled = 0;
+  for (int i = 0; i < 10; ++i)
+    qelSocketSelect_Trigger(select);
+  EXPECT_EQ(qelSocketSelect_Select(select, nullptr, nullptr, nullptr, 0, nullptr, &signalled), 1);
+  EXPECT_EQ(faults.received, 11) << "one for each wake-up and one that fails";
+  qelSocketSelect_Trigger(select);
+  faults.feedsForEver = true;
+  EXPECT_EQ(qelSocketSelect_Select(select, nullptr, nullptr, nullptr, 0, nullptr, &signalled), 1);
+  EXPECT_EQ(signalled, 1);
+  qelSocketSelect_Delete(select);
+}
+
+double Seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+TEST_F(QelSocketSelectFaults, OfASignalWaitForTheRestOfTheTime) {
+  for (const timeval time : {timeval{0, 0}, timeval{0, 1000}, timeval{3600, 500000},
+                             timeval{std::numeric_limits<time_t>::max(), 999999},
+                             timeval{1, std::numeric_limits<suseconds_t>::max()}}) {
+    faults = Faults();
+    faults.select.Set(EINTR, 3);
+    fd_set read;
+    FD_ZERO(&read);
+    const TestSocket socket = TestSocket::Bound(SOCK_DGRAM);
+    socket.ConnectTo(socket.Port());
+    ASSERT_EQ(SendText(socket, "x"), 1);
+    FD_SET(static_cast<int>(socket), &read);
+    timeval timeout = time;
+    EXPECT_EQ(qelSocket_Select(&read, nullptr, nullptr, static_cast<int>(socket), &timeout), 1);
+    EXPECT_EQ(timeout.tv_sec, time.tv_sec);
+    EXPECT_EQ(timeout.tv_usec, time.tv_usec);
+    ASSERT_THAT(faults.times, ::testing::SizeIs(4));
+    for (size_t i = 1; i < 4; ++i) {
+      EXPECT_LE(Seconds(faults.times[i]), Seconds(faults.times[i - 1]));
+      EXPECT_LT(faults.times[i].tv_usec, 1000000);
+      EXPECT_GE(faults.times[i].tv_sec, std::min<time_t>(time.tv_sec, 1000000) - 60);
+    }
+  }
+}
+
+TEST_F(QelSocketSelectFaults, AreHuntedForOneSocketAtATime) {
+  const TestSocket a = TestSocket::Bound(SOCK_DGRAM);
+  const TestSocket b = TestSocket::Bound(SOCK_DGRAM);
+  fd_set set;
+  FD_ZERO(&set);
+  FD_SET(static_cast<int>(a), &set);
+  FD_SET(static_cast<int>(b), &set);
+  faults = Faults();
+  EXPECT_EQ(qelSocket_FindBadSocket(&set, 0), 0);
+  EXPECT_EQ(faults.getsockname.calls, 2);
+  EXPECT_THAT(faults.limits, ElementsAre(a + 1, b + 1));
+  ASSERT_THAT(faults.times, ::testing::SizeIs(2));
+  for (const timeval& time : faults.times) {
+    EXPECT_EQ(time.tv_sec, 0);
+    EXPECT_EQ(time.tv_usec, 10);
+  }
+}
+
+TEST_F(QelSocketSelectFaults, OfAHighestHandleBeyondAllNumbersAreTold) {
+  fd_set read;
+  FD_ZERO(&read);
+  for (const int highest :
+       {FD_SETSIZE, std::numeric_limits<int>::max(), -2, std::numeric_limits<int>::min()}) {
+    EXPECT_EQ(qelSocket_Select(&read, nullptr, nullptr, highest, nullptr), -1);
+    EXPECT_EQ(errno, EINVAL);
+  }
+  EXPECT_THAT(faults.limits, IsEmpty());
+}
+
+// The wait goes on over the end of the object, so its sockets stay until it is over.
+TEST_F(QelSocketSelectFaults, TerminateReleasesNothingInsideAWait) {
+  for (const int error : {0, ENOMEM}) {
+    faults = Faults();
+    qelSelect select;
+    ASSERT_EQ(select.Setup(), 0);
+    faults.select.Set(error, error != 0);
+    int closedInside = -1;
+    faults.onSelect = [&] {
+      select.Terminate();
+      closedInside = faults.close.calls;
+    };
+    bool signalled = false;
+    EXPECT_EQ(select.Select(nullptr, nullptr, nullptr, 0, nullptr, &signalled), error ? -1 : 1);
+    if (error != 0) {
+      EXPECT_EQ(errno, error);
+    }
+    EXPECT_EQ(signalled, error == 0);
+    EXPECT_EQ(closedInside, 0);
+    EXPECT_EQ(faults.close.calls, 2);
+    faults.onSelect = [] {};
+    EXPECT_EQ(select.Select(nullptr, nullptr, nullptr, 0, nullptr, &signalled), -1);
+  }
+  EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
 
 // Log ----------------------------------------------------------------------------

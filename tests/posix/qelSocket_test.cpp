@@ -3,11 +3,13 @@
 
 #include <qel/multiplatform/qelSocket.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,12 +23,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qel/multiplatform/qelSocketLog.h>
 #include <qel/multiplatform/qelSocketSelect.h>
 #include <qel/posix/qelNeighbourTable.h>
 #include <qel/threads/Select.h>
 #include <tests/support/Gate.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/Sockets.h>
+#include <tests/support/TempDir.h>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -109,6 +113,55 @@ TEST(QelSocketSetTTLPosix, RefusesZero) {
   EXPECT_THAT(log.Texts(), ElementsAre("Error setting TTL to '0' for socket " +
                                        std::to_string(qelSocketHandle(socket)) +
                                        ", Error = " + std::to_string(EINVAL) + " [here]\n"));
+}
+
+TEST(QelSocketSetTimeoutPosix, GivesWouldBlockWhenTheTimeIsOver) {
+  const TestSocket socket = TestSocket::Bound(SOCK_DGRAM);
+  const timeval moment = {0, 10000}; // less than the layer can ask for
+  ASSERT_EQ(::setsockopt(static_cast<int>(qelSocketHandle(socket)), SOL_SOCKET, SO_RCVTIMEO,
+                         &moment, sizeof(moment)),
+            0);
+  char byte;
+  EXPECT_EQ(qelSocket_Recv(socket, &byte, 1, 0, "here"), -1);
+  EXPECT_EQ(qelSocket_WouldBlock(), 1);
+}
+
+// Traffic files ------------------------------------------------------------------
+
+// Five digits of port and of socket make more than forty characters.
+TEST(QelSocketLogTrafficPosix, KeepsALongNameWhole) {
+  const rlimit old = [] {
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    return limit;
+  }();
+  const int kNumber = 12345;
+  const rlimit wanted = {std::max<rlim_t>(old.rlim_cur, kNumber + 1), old.rlim_max};
+  const TestSocket socket = TestSocket::UDP();
+  sockaddr_in address = LoopbackAddress(0);
+  address.sin_addr.s_addr = htonl(0x7FFFFFFE); // 127.255.255.254
+  ASSERT_EQ(qelSocket_Bind(socket, AsAddress(address), sizeof(address), "here"), 0);
+  address.sin_port = htons(socket.Port());
+  ASSERT_EQ(qelSocket_Connect(socket, AsAddress(address), sizeof(address), "here"), 0);
+  ::setrlimit(RLIMIT_NOFILE, &wanted);
+  const TestSocket high(
+      ::fcntl(static_cast<int>(qelSocketHandle(socket)), F_DUPFD_CLOEXEC, kNumber));
+  ::setrlimit(RLIMIT_NOFILE, &old);
+  if (high != kNumber)
+    GTEST_SKIP() << "the system does not grant descriptor " << kNumber;
+
+  const TempDir dir;
+  dir.MakeDir("socket");
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(TempDir::Native(dir.Path()));
+  _Log_Buffer_Open(high);
+  _Log_Buffer(high, "text", 4);
+  _Log_Buffer_Close(high);
+  std::filesystem::current_path(before);
+  const std::string name =
+      "socket/127.255.255.254-" + std::to_string(socket.Port()) + "-[12345].txt";
+  EXPECT_GE(name.size(), 40u);
+  EXPECT_EQ(dir.Read(name), "text");
 }
 
 // Peers and signals ----------------------------------------------------------------
