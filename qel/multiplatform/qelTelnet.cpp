@@ -16,11 +16,12 @@
 #include <qel/multiplatform/qelSocket.h>
 #include <qel/multiplatform/qelSocketSystem.h>
 #include <qel/multiplatform/qelTelnetBackend.h>
+#include <qel/multiplatform/qelThread.h>
 
 namespace {
 
-// A call on a socket that another thread may close: while it lives, the socket's number stays taken
-// where the system gives numbers again. The number is read once the call is counted.
+// A call on a socket that another thread may close: while it lives, the closing waits, see AwaitCalls.
+// The number is read once the call is counted.
 class BlockingCall {
 public:
   BlockingCall(std::atomic<int>& blocked, const std::atomic<qelSocketHandle>& socket)
@@ -41,13 +42,28 @@ private:
 
 } // namespace
 
+// Ends the calls on a socket that is to be closed, and waits until they are out: once it is closed, its
+// number can go to another socket, on which a call that is only just beginning would then work. A call
+// may begin behind the ending, which is why that is repeated. Not for ever: a thread may stay in a log
+// callback, for a lock that the closing one holds, or a network layer take no notice. Then the closing
+// itself has to do.
+static void AwaitCalls(qelSocketHandle socket, const std::atomic<int>& blocked) {
+  // Yielding is mostly enough. Behind it, sleeps of 1, 2 ... 45 ms make a second.
+  const qelULong kYields = 16;
+  const qelULong kLongestMS = 45;
+  for (qelULong i = 0; blocked != 0 && i < kYields + kLongestMS; i++) {
+    qelTelnet_EndBlockedCalls(socket);
+    qelOSThread_Sleep(i < kYields ? 0 : i - kYields + 1);
+  }
+}
+
 // The number is taken away first, so that no call can begin on it any more.
 static void CloseSocket(std::atomic<qelSocketHandle>& socket, std::atomic<int>& closing,
                         const std::atomic<int>& blocked, const char* label) {
   closing = 1;
   const qelSocketHandle closed = socket.exchange(qelSocketInvalid);
   if (closed != qelSocketInvalid)
-    qelTelnet_EndBlockedCalls(closed, &blocked);
+    AwaitCalls(closed, blocked);
   qelSocket_Close(closed, label, /*quiet=*/0);
 }
 

@@ -16,7 +16,9 @@
 // OWNERSHIP: the caller owns servers and connections.
 // THREADS: every call blocks its caller. A record is for one thread, but for
 // qelTelnet_Close and qelTelnet_ConnectionClose: called by another thread, they
-// end a blocked call, which then returns without a log line of its own.
+// end a blocked call, wait until it is out, a second or so at most, and close the
+// socket. The call returns without a log line of its own, though qelSocket tells
+// of a failed accept. A record is deleted only once no thread is inside a call.
 //===----------------------------------------------------------------------===//
 
 #include <atomic>
@@ -39,11 +41,10 @@ constexpr unsigned char qelTelnetNOP = 241;
 // What a connection awaits.
 constexpr int qelTelnetStateData = 0; // plain data; IAC leaves it
 constexpr int qelTelnetStateIAC = 1;  // the command behind IAC
-constexpr int qelTelnetStateWILL =
-    2; // the option behind IAC WILL; any byte leaves this and the next
-constexpr int qelTelnetStateWONT = 3; // the option behind IAC WONT
-constexpr int qelTelnetStateDO = 4;   // the option behind IAC DO
-constexpr int qelTelnetStateDONT = 5; // the option behind IAC DONT
+constexpr int qelTelnetStateWILL = 2; // the option behind IAC WILL; any byte leaves it
+constexpr int qelTelnetStateWONT = 3; // the option behind IAC WONT; any byte leaves it
+constexpr int qelTelnetStateDO = 4;   // the option behind IAC DO; any byte leaves it
+constexpr int qelTelnetStateDONT = 5; // the option behind IAC DONT; any byte leaves it
 
 struct qelTelnet {
   std::atomic<qelSocketHandle> listenSocket; // -1: not listening
@@ -73,7 +74,8 @@ void qelTelnet_Delete(qelTelnet* telnet);
 // qelTelnetListen.CantResolveTheNumberZero.
 int qelTelnet_Listen(qelTelnet* telnet, const char* address, unsigned short port);
 
-// Stops listening, for good: the server's accept fails from now on without a log line.
+// Stops listening. From now on a failed accept has no log line of its own, even once the server listens
+// again.
 void qelTelnet_Close(qelTelnet* telnet);
 
 // Waits for a client. Returns its connection, or null.

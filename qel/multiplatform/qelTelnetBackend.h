@@ -4,13 +4,11 @@
 // What the telnet server needs of each system beside its sockets.
 //===----------------------------------------------------------------------===//
 
-#include <atomic>
-
 #include <qel/multiplatform/qelSocketTypes.h>
 
-// To be called ahead of closing a socket that other threads may be blocked on; `blocked` counts those
-// inside a call, and no further one enters. Ends their calls and returns when the last one has left.
-// Windows: or after a second, since the closing ends what is left.
-void qelTelnet_EndBlockedCalls(qelSocketHandle socket, const std::atomic<int>* blocked);
+// Ends the calls in which other threads are blocked on the socket at this moment.
+// Windows: a call that begins later may block all the same.
+// POSIX: one that begins later ends at once.
+void qelTelnet_EndBlockedCalls(qelSocketHandle socket);
 
 #endif

@@ -1,6 +1,7 @@
 #include <qel/multiplatform/qelTelnet.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <random>
 #include <regex>
@@ -30,6 +31,15 @@ std::vector<std::string> TelnetLines(const LogCapture& log) {
     EXPECT_EQ(line.file, "..\\..\\qelTelnet");
     texts.push_back(std::regex_replace(line.text, std::regex("\\[[^\\]]*\\]"), "[#]"));
   }
+  return texts;
+}
+
+// The lines of the sockets, with "#" for numbers, which differ between systems.
+std::vector<std::string> SocketLines(const LogCapture& log) {
+  std::vector<std::string> texts;
+  for (const CapturedLine& line : log.Lines())
+    if (line.module == 21)
+      texts.push_back(std::regex_replace(line.text, std::regex("-?[0-9]+"), "#"));
   return texts;
 }
 
@@ -134,6 +144,26 @@ TEST_F(qelTelnetListen, FailsOnAnAddressOfAnotherMachine) {
   qelTelnet_Delete(telnet);
 }
 
+TEST_F(qelTelnetListen, LetsThePortBeTakenAgainAtOnce) {
+  int on = 0;
+  qelSocketLength size = sizeof on;
+  const qelSocketHandle socket = server.telnet->listenSocket;
+  EXPECT_EQ(::getsockopt(static_cast<qelSocketNative>(socket), SOL_SOCKET, SO_REUSEADDR,
+                         reinterpret_cast<char*>(&on), &size),
+            0);
+  EXPECT_NE(on, 0);
+}
+
+TEST_F(qelTelnetListen, ListensAgainOnceClosed) {
+  qelTelnet_Close(server.telnet);
+  EXPECT_EQ(qelTelnet_Listen(server.telnet, "127.0.0.1", 0), 0);
+  EXPECT_EQ(server.telnet->closing, 1); // It stays set, so failed accepts stay silent.
+  TelnetScene scene(server);
+  ASSERT_NE(scene.connection, nullptr);
+  EXPECT_EQ(qelTelnet_SendString(scene.connection, "hello"), 5);
+  EXPECT_EQ(scene.client.Receive(5), "hello");
+}
+
 TEST_F(qelTelnetAccept, GivesAConnectionThatAwaitsData) {
   TelnetScene scene(server);
   ASSERT_NE(scene.connection, nullptr);
@@ -159,6 +189,9 @@ TEST_F(qelTelnetAccept, SaysNothingOfItsOwnOnceClosed) {
   LogCapture log;
   EXPECT_EQ(qelTelnet_AcceptConnection(server.telnet), nullptr);
   EXPECT_THAT(TelnetLines(log), IsEmpty());
+  EXPECT_THAT(SocketLines(log),
+              ElementsAre("About to accept on an invalid socket [qelTelnet_AcceptConnection]\n",
+                          "Cannot accept from socket #: error = # [qelTelnet_AcceptConnection]\n"));
 }
 
 TEST_F(qelTelnetAccept, TakesOneClientBehindTheOther) {
@@ -390,7 +423,7 @@ TEST_F(qelTelnetRecvChar, GivesMinusOneOnAFailure) {
 // Each byte is waited for, taken alone and looked at, without waiting for the next one.
 TEST_F(qelTelnetRecvChar, TakesOneByteAtATime) {
   const std::string bytes = "ab" + Bytes({255, 253, 1, 255, 255, 255, 251, 255, 255, 241}) +
-                            "\r\n" + Bytes({255, 246, 255, 9, 255, 252, 0, 0}) + "z";
+                            "\r\n" + Bytes({255, 246, 255, 9, 255, 252, 0, 0, 255, 254, 1}) + "z";
   TelnetScene scene(server);
   TelnetModel model;
   std::string data;
@@ -584,7 +617,8 @@ TEST_F(qelTelnetReadLine, EndsWhenTheClientVanishesAtAnyPoint) {
         reads += 1;
       }
       EXPECT_LT(reads, 8u);
-      // An answer to a client that has closed breaks off, and what came ahead of it may be lost.
+      // An answer to a client that has closed breaks off, and what came ahead of it may be lost. So is
+      // what was not read when the client breaks off.
       if (way == kEnds || (way == kCloses && model.replies.empty())) {
         EXPECT_EQ(lines, WholeLines(model.data));
       }
@@ -601,6 +635,24 @@ TEST_F(qelTelnetAccept, SurvivesAClientThatHasGoneBefore) {
   unsigned char byte = 0;
   next.client.Close();
   EXPECT_LE(qelTelnet_RecvChar(next.connection, &byte), 0);
+}
+
+// Closing ------------------------------------------------------------------------------
+
+TEST_F(qelTelnetClose, TellsOfASecondCall) {
+  TelnetScene scene(server);
+  LogCapture log;
+  qelTelnet_Close(server.telnet);
+  qelTelnet_ConnectionClose(scene.connection);
+  EXPECT_THAT(log.Texts(), IsEmpty());
+  qelTelnet_Close(server.telnet);
+  qelTelnet_ConnectionClose(scene.connection);
+  EXPECT_THAT(SocketLines(log),
+              ElementsAre("About to close an invalid socket [qelTelnet_Close]\n",
+                          "Cannot close socket #: error = # [qelTelnet_Close]\n",
+                          "About to close an invalid socket [qelTelnet_ConnectionClose]\n",
+                          "Cannot close socket #: error = # [qelTelnet_ConnectionClose]\n"));
+  EXPECT_EQ(log.Lines().size(), 4u);
 }
 
 // Closing from another thread ------------------------------------------------------------
@@ -643,6 +695,40 @@ TEST_F(qelTelnetClose, EndsABlockedLine) {
   qelTelnet_ConnectionClose(scene.connection);
   waiter.join();
   EXPECT_EQ(result, -1);
+}
+
+TEST_F(qelTelnetClose, EndsABlockedSend) {
+  TelnetScene scene(server);
+  LogCapture log;
+  const std::string much(64u << 20,
+                         'x'); // More than the system keeps for a client that does not read.
+  int result = 7;
+  std::thread sender([&] { result = qelTelnet_Send(scene.connection, much.data(), much.size()); });
+  EXPECT_EQ(scene.client.Receive(1), "x");
+  qelTelnet_ConnectionClose(scene.connection);
+  sender.join();
+  EXPECT_LT(result, static_cast<int>(much.size()));
+  EXPECT_EQ(scene.connection->socket, -1);
+  EXPECT_EQ(qelTelnet_SendString(scene.connection, "x"), -1);
+  EXPECT_THAT(TelnetLines(log), IsEmpty());
+}
+
+// Such a callback may wait for a lock that the closing thread holds.
+TEST_F(qelTelnetClose, DoesNotWaitForEverForALogCallback) {
+  const LogCapture log;
+  std::atomic<bool> closed{false};
+  qelToolsLog_SetCallback(
+      [](const qelToolsLogLine*, void* context) {
+        AwaitThat([&] { return static_cast<std::atomic<bool>*>(context)->load(); });
+      },
+      &closed);
+  std::thread waiter([&] { EXPECT_EQ(qelTelnet_AcceptConnection(server.telnet), nullptr); });
+  AwaitThat([&] { return server.telnet->blocked == 1; });
+  qelTelnet_Close(server.telnet);
+  EXPECT_EQ(server.telnet->blocked, 1); // Its line is not done yet.
+  EXPECT_EQ(server.telnet->listenSocket, -1);
+  closed = true;
+  waiter.join();
 }
 
 // The moment of the closing is left to chance.
