@@ -1,3 +1,5 @@
+// The link wraps the operations that tell the program's name, so that they can fail.
+
 #include <qel/config/CommandLineParser.h>
 
 #include <string>
@@ -8,11 +10,25 @@
 
 #include <tests/support/LogCapture.h>
 #include <tests/support/PathText.h>
+#include <tests/support/TelnetScene.h>
 
 #include <qel/multiplatform/qelConsole.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+static bool g_nameless = false; // the program's name can't be told
+
+extern "C" {
+char* QEL_REAL_FILENAME();
+char* QEL_WRAPPED_FILENAME() {
+  return g_nameless ? nullptr : QEL_REAL_FILENAME();
+}
+char* QEL_REAL_NAME(int cutExtension);
+char* QEL_WRAPPED_NAME(int cutExtension) {
+  return g_nameless ? nullptr : QEL_REAL_NAME(cutExtension);
+}
+}
 
 namespace {
 
@@ -302,6 +318,21 @@ TEST(CommandLineParserParse, TakesTheFirstOfTwoRowsOfOneName) {
   EXPECT_EQ(FaultOf(parser, {"-a"}), "The value for the option 'a' must be specified\n");
 }
 
+TEST(CommandLineParserParse, TakesTheRestAsTheValueOfAShorterName) {
+  const qelCommandLineDescription table[] = {
+      {qelCommandLineOption, "n", "", kString, 0},
+      {qelCommandLineOption, "name", "", kString, 0},
+      kEnd,
+  };
+  Parser parser(table, 0, nullptr);
+  EXPECT_EQ(FaultOf(parser, {"-nam"}), "");
+  EXPECT_EQ(parser.String("n"), "am");
+  EXPECT_FALSE(parser.Found("name"));
+  EXPECT_EQ(FaultOf(parser, {"-namex"}), "");
+  EXPECT_EQ(parser.String("name"), "x");
+  EXPECT_FALSE(parser.Found("n"));
+}
+
 TEST(CommandLineParserParse, IgnoresArgumentZero) {
   Parser parser;
   parser.SetDescription(kTable);
@@ -439,6 +470,25 @@ TEST(CommandLineParserParse, IsSilentWhenAllIsGood) {
     EXPECT_EQ(reported.console, "");
     EXPECT_THAT(reported.log, IsEmpty());
   }
+}
+
+TEST(CommandLineParserParse, ReportsToTheClientOfARemoteConsole) {
+  Parser parser;
+  parser.SetDescription(kTable);
+  parser.SetArguments({"-q"});
+  qelConsoleState* const console = qelConsole_GetStateForTest();
+  qelSocket_Startup();
+  ASSERT_EQ(qelConsole_Init("127.0.0.1", 0, 1), 0);
+  LoopbackClient client(PortOf(console->telnet));
+  const Reported reported = ParseOf(parser, /*giveUsage=*/true);
+  const std::string usage = Text(parser.GetUsageString());
+  parser.Usage();
+  qelConsole_Term();
+  console->remote = 0;
+  EXPECT_EQ(reported.console, ""); // Nothing on standard output.
+  EXPECT_THAT(reported.log, ElementsAre(usage + "Unknown option 'q'\n"));
+  EXPECT_EQ(client.ReceiveAll(),
+            "Greetings from qelConsole!\r\n" + usage + "Unknown option 'q'\n" + usage);
 }
 
 TEST(CommandLineParserParse, PrintsTextsWithDirectivesAsTheyStand) {
@@ -675,6 +725,21 @@ TEST(CommandLineParserSplit, LosesTheLastByteOfALongLineWithoutProgramName) {
   EXPECT_THAT(parser.Parameters(), ElementsAre(fits, fits, fits + "y"));
 }
 
+// The name is argument 0, which nobody sees, but its length counts.
+TEST(CommandLineParserSplit, CallsAProgramWithoutANameUnknown) {
+  const std::string around = "\"unknown\" ";
+  const std::string fits(kWhole - around.size(), 'x');
+  Parser parser;
+  parser.SetDescription(kTable);
+  g_nameless = true;
+  parser.SetCommandLine(fits.c_str(), false);
+  EXPECT_EQ(FaultOf(parser), "");
+  parser.SetCommandLine((fits + "y").c_str(), false);
+  EXPECT_EQ(FaultOf(parser), "");
+  g_nameless = false;
+  EXPECT_THAT(parser.Parameters(), ElementsAre(fits, fits));
+}
+
 TEST(CommandLineParserSplit, SplitsALongLine) {
   std::string line = "program";
   for (int i = 0; i < 100000; i++)
@@ -735,6 +800,15 @@ TEST(CommandLineParserUsage, IsTheProgramNameAloneWithoutATable) {
   EXPECT_EQ(Text(parser.GetUsageString()), "Usage: " + ProgramName() + "\n");
 }
 
+TEST(CommandLineParserUsage, BeginsWithoutANameThatCantBeTold) {
+  Parser parser;
+  parser.AddSwitch("v", "verbose", 0);
+  g_nameless = true;
+  const std::string usage = Text(parser.GetUsageString());
+  g_nameless = false;
+  EXPECT_EQ(usage, "Usage:  [/v]\n  /v\tverbose\n");
+}
+
 TEST(CommandLineParserUsage, IsWholeWhenItIsLong) {
   Parser parser;
   const std::string help(5000, 'h');
@@ -744,7 +818,9 @@ TEST(CommandLineParserUsage, IsWholeWhenItIsLong) {
   parser.Usage();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
   parser.SetArguments({"-?"});
-  EXPECT_EQ(ParseOf(parser, true).console, expected + "Unknown option '?'\n");
+  const Reported reported = ParseOf(parser, true);
+  EXPECT_EQ(reported.console, expected + "Unknown option '?'\n");
+  EXPECT_THAT(reported.log, ElementsAre(reported.console));
 }
 
 TEST(CommandLineParserGetTypeName, NamesEverythingButNumbersStr) {

@@ -1,8 +1,11 @@
 #include <qel/multiplatform/qelConsole.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -57,6 +60,13 @@ std::string GetLine(const char* prompt, FILE* stream, size_t size) {
   return Shown(result, buffer);
 }
 
+// The bytes that have reached the file behind the captured standard output.
+int64_t FlushedBytes() {
+  struct stat file = {};
+  EXPECT_EQ(fstat(fileno(stdout), &file), 0);
+  return static_cast<int64_t>(file.st_size);
+}
+
 // Each test begins in local mode, with nothing counted.
 class qelConsoleTest : public testing::Test {
 protected:
@@ -100,6 +110,22 @@ TEST_F(qelConsoleLocal, PrintsOnStandardOutput) {
   qelConsole_Printf("%s %d%%\n", "text", 7);
   qelConsole_Flush();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "text 7%\n");
+}
+
+TEST_F(qelConsoleLocal, FlushesStandardOutput) {
+  testing::internal::CaptureStdout();
+  qelConsole_Printf("text");
+  qelConsole_Flush();
+  EXPECT_EQ(FlushedBytes(), 4);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "text");
+}
+
+TEST_F(qelConsoleLocal, FlushesThePromptAheadOfReading) {
+  InputFile input("a\n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(GetLine("name: ", input.File(), 4), "0:a0##");
+  EXPECT_GE(FlushedBytes(), 7); // The line feed may count twice.
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "\nname: ");
 }
 
 TEST_F(qelConsoleLocal, ReadsLinesOfAStream) {
@@ -279,6 +305,52 @@ TEST_F(qelConsoleRemote, StoresNothingInABufferOfNoSize) {
   EXPECT_EQ(GetLine("", nullptr, 4), "0:b0#0");
   qelConsole_Term();
   EXPECT_EQ(client.ReceiveAll(), std::string(kGreeting) + "\r\n?");
+}
+
+TEST_F(qelConsoleRemote, LeavesStandardOutputAlone) {
+  ASSERT_EQ(qelConsole_Init("127.0.0.1", 0, 1), 0);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(printf("kept"), 4);
+  qelConsole_Flush();
+  EXPECT_EQ(FlushedBytes(), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "kept");
+  EXPECT_EQ(state->connection, nullptr); // Nor does it wait for a client.
+}
+
+// A client that goes behind each byte of a talk: it ends its direction, closes, or breaks off.
+TEST_F(qelConsoleRemote, EndsWhenTheClientVanishesAtAnyPoint) {
+  const std::string talk = "ab\r\n\xFF\xFD\x01\xFF\xF6"
+                           "c\n\xFF\xFF\n\xFF\xF4";
+  enum { kEnds, kCloses, kBreaksOff };
+  for (size_t n = 0; n <= talk.size(); n++)
+    for (const int way : {kEnds, kCloses, kBreaksOff}) {
+      SCOPED_TRACE(testing::Message() << n << " bytes, way " << way);
+      EXPECT_EQ(qelConsole_Init("127.0.0.1", 0, 1), 0);
+      LoopbackClient client(Port());
+      EXPECT_TRUE(client.Send(talk.substr(0, n)));
+      if (way == kEnds)
+        client.EndSending();
+      else if (way == kCloses)
+        client.Close();
+      else
+        client.Reset();
+      TelnetModel model;
+      model.Take(talk.substr(0, n));
+      std::string lines;
+      char buffer[16] = "";
+      size_t reads = 0;
+      for (; reads < 8 && qelConsole_GetLine("?", buffer, sizeof buffer, nullptr) == 0; reads++)
+        lines += std::string(buffer) + "\n";
+      EXPECT_LT(reads, 8u);
+      if (way == kEnds) {
+        std::string whole = model.data.substr(0, model.data.rfind('\n') + 1);
+        whole.erase(std::remove(whole.begin(), whole.end(), '\r'), whole.end());
+        EXPECT_EQ(lines, whole);
+      }
+      qelConsole_Printf("dropped");
+      qelConsole_Term();
+      EXPECT_EQ(state->connection, nullptr);
+    }
 }
 
 TEST_F(qelConsoleRemote, DoesNotReplaceAClientThatHasGone) {
