@@ -1,5 +1,6 @@
 #include <qel/files/PluginHandler.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -200,5 +201,13 @@ TEST(PluginHandlerCopy, SharesTableAndModule) {
   EXPECT_EQ(5, copy.Add(2, 3));
   copy.m_functions = nullptr; // only one of the two may give them back
   copy.m_module = nullptr;
+  TestHandler assigned(&finalized, 0);
+  free(assigned.m_functions); // which the assignment loses
+  assigned = handler;
+  EXPECT_EQ(handler.m_functions, assigned.m_functions);
+  EXPECT_EQ(handler.m_module, assigned.m_module);
+  EXPECT_STREQ("Good", assigned.GetFileName().c_str());
+  assigned.m_functions = nullptr;
+  assigned.m_module = nullptr;
   handler.Unload();
 }

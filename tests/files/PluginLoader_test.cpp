@@ -203,5 +203,8 @@ TEST_F(PluginLoader, CopiesShareTheHandlers) {
   auto* copy = static_cast<PlainLoader*>(::operator new(sizeof(PlainLoader)));
   new (copy) PlainLoader(loader);
   EXPECT_EQ(loader.m_handlers, copy->m_handlers);
+  copy->m_handlers = nullptr;
+  *copy = loader;
+  EXPECT_EQ(loader.m_handlers, copy->m_handlers);
   ::operator delete(static_cast<void*>(copy));
 }

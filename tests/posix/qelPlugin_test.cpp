@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qel/files/PluginLoader.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/Plugins.h>
 
@@ -44,6 +45,26 @@ TEST(PluginDefaultPathPosix, IsNullWithoutTheProgramsName) {
               ElementsAre("qelPath: Cannot get application file name (buffer too small)\n",
                           "qelPlugin: GetDefaultPath: Cannot get module file name\n"));
   EXPECT_EQ(29u, log.Lines()[1].module);
+}
+
+TEST(PluginLoaderPosix, LooksNowhereWithoutTheProgramsName) {
+  class Loader : public qelPluginLoader {
+  public:
+    bool IsPluginActive(const qelCString&) override {
+      ++asked;
+      return false;
+    }
+    qelPluginHandler* CreateHandler() override { return nullptr; }
+    int asked = 0;
+  };
+  Loader loader;
+  LogCapture log;
+  g_hasNoName = true;
+  EXPECT_FALSE(loader.LoadPlugins("", false));
+  EXPECT_FALSE(loader.LoadPlugins("*", false));
+  g_hasNoName = false;
+  EXPECT_EQ(0, loader.asked);
+  EXPECT_EQ(6u, log.Texts().size()) << log.All(); // no name, no path, and nothing to enumerate
 }
 
 TEST(PluginLoadPosix, KeepsTheSystemsTextInASecondLine) {
