@@ -3,6 +3,8 @@
 
 #include <qel/multiplatform/qelSingleInstanceChecker.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include <qel/core/Log.h>
@@ -14,14 +16,29 @@
 // Spans all sessions of the machine.
 static const char kPrefix[] = "Global\\";
 
+// The name as the system gets it; null for an empty one, or without memory. Not of the guarded family,
+// which would end the process.
+static char* FullName(const char* name) {
+  if (name == nullptr || name[0] == '\0')
+    return nullptr;
+  const size_t size = strlen(name) + 1;
+  const size_t prefixLength = sizeof kPrefix - 1;
+  char* fullName = static_cast<char*>(malloc(prefixLength + size));
+  if (fullName == nullptr)
+    return nullptr;
+  memcpy(fullName, kPrefix, prefixLength);
+  memcpy(fullName + prefixLength, name, size);
+  return fullName;
+}
+
 // Takes hold of the name for the record. False after a log line.
 static bool TakeName(qelOSSingleInstanceChecker* checker, const char* name) {
-  if (name == nullptr || name[0] == '\0') {
+  const qelOwnedText fullName(FullName(name));
+  if (fullName == nullptr) {
     QEL_LOG(1, "qelOSSingleInstanceChecker: Cannot create checker: name '%s' may be invalid\n",
             qelFile_ShownName(name));
     return false;
   }
-  const qelOwnedText fullName(qelMem_Concat(kPrefix, name));
   const std::unique_ptr<qelWChar, qelFreeText> wideName(qelUTF8_ToWide(fullName.get()));
   if (wideName == nullptr) {
     QEL_LOG(1, "qelOSSingleInstanceChecker: Cannot create wide char name '%s'\n", fullName.get());

@@ -25,7 +25,7 @@ struct qelOSSingleInstanceChecker {
 };
 
 // Asks for a name; never null. An error: an empty name, a name that is not UTF-8, one with a "\", one
-// that the system does not take.
+// that the system does not take, no memory for the name.
 qelOSSingleInstanceChecker* qelOSSingleInstanceChecker_New(const char* name);
 
 // 1 if another instance was running when the record was made, otherwise 0.

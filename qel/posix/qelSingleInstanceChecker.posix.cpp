@@ -7,7 +7,6 @@
 #include <qel/posix/qelFilePrivate.posix.h>
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -96,14 +95,15 @@ static int Lock(int file, short type) {
 
 // Returns 0 with the shared lock held, or the system's error.
 static int TakeShared(int file, bool* existed) {
-  // An exclusive lock is held for a moment only; who holds one for longer means harm, and is not
-  // waited for.
+  // An exclusive lock is held for a moment only, however busy the machine; who holds one for a second
+  // means harm, and is waited for no longer.
+  static const timespec nap = {0, 1000000};
   int error = EAGAIN;
-  for (int attempt = 0; error == EAGAIN && attempt < 10000; ++attempt) {
+  for (int attempt = 0; error == EAGAIN && attempt < 1000; ++attempt) {
+    if (attempt != 0)
+      ::nanosleep(&nap, nullptr);
     *existed = Lock(file, F_WRLCK) != 0;
     error = Lock(file, F_RDLCK);
-    if (error == EAGAIN)
-      ::sched_yield();
   }
   return error;
 }

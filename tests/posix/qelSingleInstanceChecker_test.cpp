@@ -1,6 +1,8 @@
 #include <qel/multiplatform/qelSingleInstanceChecker.h>
 
 #include <algorithm>
+#include <ctime>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +17,24 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/LogCapture.h>
+
+// A block of this size is refused.
+static size_t g_refusedSize = 0;
+
+extern "C" void* __real_malloc(size_t size);
+extern "C" void* __wrap_malloc(size_t size) {
+  return size != 0 && size == g_refusedSize ? nullptr : __real_malloc(size);
+}
+
+// Runs while a lock is waited for.
+static std::function<void()> g_atNap;
+
+extern "C" int __real_nanosleep(const timespec* time, timespec* rest);
+extern "C" int __wrap_nanosleep(const timespec* time, timespec* rest) {
+  if (g_atNap != nullptr)
+    g_atNap();
+  return __real_nanosleep(time, rest);
+}
 
 namespace {
 
@@ -70,6 +90,20 @@ static void BecomeNobody() {
 }
 
 using SingleInstanceLock = LockFileTest;
+
+TEST(SingleInstance, WithoutMemoryForItsNameIsAnError) {
+  const std::string name(3210, 'x');
+  LogCapture log;
+  g_refusedSize = sizeof "Global\\" + name.size();
+  const Checker checker(qelOSSingleInstanceChecker_New(name.c_str()));
+  g_refusedSize = 0;
+  EXPECT_EQ(nullptr, checker->mutex);
+  EXPECT_EQ(1, checker->anotherRunning);
+  EXPECT_EQ(1, checker->error);
+  EXPECT_EQ("qelOSSingleInstanceChecker: Cannot create checker: name '" + name +
+                "' may be invalid\n",
+            log.All());
+}
 
 TEST_F(SingleInstanceLock, IsAFileOfAMachineWideDirectory) {
   EXPECT_TRUE(m_file.rfind("/run/lock/qel-", 0) == 0 || m_file.rfind("/tmp/qel-", 0) == 0 ||
@@ -169,7 +203,7 @@ TEST_F(SingleInstanceLock, TakesNothingButAnOrdinaryFile) {
   EXPECT_EQ(3u, log.Texts().size());
 }
 
-TEST_F(SingleInstanceLock, IsNotWaitedForWhileSomebodyKeepsItForHimself) {
+TEST_F(SingleInstanceLock, IsNotWaitedForLongWhileSomebodyKeepsItForHimself) {
   const int file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
   struct flock lock = {};
   lock.l_type = F_WRLCK;
@@ -181,6 +215,24 @@ TEST_F(SingleInstanceLock, IsNotWaitedForWhileSomebodyKeepsItForHimself) {
   EXPECT_EQ("qelOSSingleInstanceChecker: CreateMutex failed (error = " + std::to_string(EAGAIN) +
                 ")\n",
             log.All());
+  ::close(file);
+}
+
+// Another instance that is put off between its two locks.
+TEST_F(SingleInstanceLock, IsWaitedForWhileAnotherBecomesTheFirst) {
+  const int file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  ASSERT_EQ(0, ::fcntl(file, F_OFD_SETLK, &lock));
+  g_atNap = [&] {
+    lock.l_type = F_RDLCK;
+    EXPECT_EQ(0, ::fcntl(file, F_OFD_SETLK, &lock));
+  };
+  const Checker checker = New();
+  g_atNap = nullptr;
+  EXPECT_EQ(F_RDLCK, lock.l_type);
+  EXPECT_EQ(0, checker->error);
+  EXPECT_EQ(1, checker->anotherRunning);
   ::close(file);
 }
 
