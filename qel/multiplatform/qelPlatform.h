@@ -45,7 +45,8 @@ constexpr int qelLaunchLimit = 5000;
 // POSIX: settled means that the program was loaded and did not end at once, whatever its status.
 // Arguments are split by the rules of qelArguments_Split, with no shell. With arguments a path without
 // "/" is looked for in $PATH. Descriptors above 2 and the address of the callback for fatal errors are
-// kept from the program; signals are as by default.
+// kept from the program; signals are as by default. Where orphans are this program's to wait for, as
+// those of process 1 are, the launched one is such an orphan.
 int qelLaunchApplication(const char* path, const char* arguments);
 
 // Called once by the fatal path, ahead of the callback; the argument is always 0.

@@ -1,5 +1,6 @@
 #include <qel/multiplatform/qelPlatform.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -99,8 +100,19 @@ static bool EndsAtOnce(pid_t child) {
   return ::waitpid(child, nullptr, WNOHANG) == child;
 }
 
+// Closes all descriptors but the standard ones and one more. What this program closes meanwhile, such
+// as a lock, must not live on in the attendant.
+static void CloseOthers(int kept) {
+  const unsigned first = STDERR_FILENO + 1;
+  const unsigned middle = static_cast<unsigned>(kept);
+  if (middle > first)
+    ::close_range(first, middle - 1, 0);
+  ::close_range(std::max(first, middle + 1), ~0u, 0);
+}
+
 // The attendant's whole life.
 [[noreturn]] static void Attend(const Start& start, int report) {
+  CloseOthers(report);
   struct sigaction action = {};
   action.sa_handler = SIG_DFL;
   action.sa_flags = SA_NOCLDSTOP;

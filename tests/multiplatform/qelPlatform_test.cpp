@@ -51,8 +51,10 @@ TEST(SetEnvironmentVariable, ReplacesAValueAndKeepsACopy) {
 
 TEST(SetEnvironmentVariable, TakesTheVariableAwayWithAnEmptyValue) {
   ASSERT_EQ(0, qelSetEnvironmentVariable("QEL_TEST_C", "there"));
-  EXPECT_EQ(0, qelSetEnvironmentVariable("QEL_TEST_C", ""));
-  EXPECT_EQ("(null)", Variable("QEL_TEST_C"));
+  for (int round = 0; round < 2; ++round) { // also one that is not there any more
+    EXPECT_EQ(0, qelSetEnvironmentVariable("QEL_TEST_C", ""));
+    EXPECT_EQ("(null)", Variable("QEL_TEST_C"));
+  }
 }
 
 TEST(SetEnvironmentVariable, CarriesAnyTextOfUTF8) {

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/auxv.h>
+#include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -161,7 +162,50 @@ TEST(FatalErrorSetID, AnOrdinaryProgramDoesCallIt) {
   EXPECT_TRUE(WIFSIGNALED(ended.status));
 }
 
+// Environment ------------------------------------------------------------------
+
+TEST(GetEnvironmentVariablePosix, GivesTheEmptyTextOfAVariableWithoutAny) {
+  ::setenv("QEL_TEST_EMPTY", "", 1);
+  char* value = qelGetEnvironmentVariable("QEL_TEST_EMPTY");
+  EXPECT_STREQ("", value);
+  free(value);
+  EXPECT_EQ(0, qelSetEnvironmentVariable("QEL_TEST_EMPTY", ""));
+  EXPECT_EQ(nullptr, qelGetEnvironmentVariable("QEL_TEST_EMPTY"));
+}
+
 // Launching --------------------------------------------------------------------
+
+namespace {
+
+// What the attendant of a launch, a process of its own, had when it began to wait.
+struct Attended {
+  int descriptors; // open above 2
+  timespec grace;
+};
+
+} // namespace
+
+static Attended* g_attended = nullptr; // in memory that is shared with the attendant
+static bool g_waitsForEnd = false; // the grace is as long as the program, however slow the machine
+
+extern "C" int __real_sigtimedwait(const sigset_t* set, siginfo_t* info, const timespec* limit);
+extern "C" int __wrap_sigtimedwait(const sigset_t* set, siginfo_t* info, const timespec* limit) {
+  if (g_attended != nullptr) {
+    for (int i = 3; i < 1024; ++i)
+      g_attended->descriptors += ::fcntl(i, F_GETFD) >= 0 ? 1 : 0;
+    g_attended->grace = *limit;
+  }
+  const timespec minute = {60, 0};
+  return __real_sigtimedwait(set, info, g_waitsForEnd ? &minute : limit);
+}
+
+// Launches a program that ends at once.
+static int LaunchEnding(const char* program, const char* arguments) {
+  g_waitsForEnd = true;
+  const int result = qelLaunchApplication(program, arguments);
+  g_waitsForEnd = false;
+  return result;
+}
 
 // The report of the program, which was launched as told.
 static std::string LaunchReport(const TempDir& files, const char* program, const char* arguments) {
@@ -191,11 +235,45 @@ TEST(LaunchApplicationPosix, LeavesNoDescriptorsInThisProgram) {
   EXPECT_EQ(before, after);
 }
 
+TEST(LaunchApplicationPosix, KeepsNoDescriptorOpenWhileItWatches) {
+  const TempDir files;
+  void* shared =
+      ::mmap(nullptr, sizeof(Attended), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(MAP_FAILED, shared);
+  g_attended = static_cast<Attended*>(shared);
+  const int low = ::dup(1);
+  const int high = ::fcntl(1, F_DUPFD, 900);
+  LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
+  ::close(low);
+  ::close(high);
+  EXPECT_EQ(1, g_attended->descriptors); // for its report
+  EXPECT_EQ(0, g_attended->grace.tv_sec);
+  EXPECT_EQ(250000000, g_attended->grace.tv_nsec);
+  g_attended = nullptr;
+  ::munmap(shared, sizeof(Attended));
+}
+
+TEST(LaunchApplicationPosix, WorksWithoutStandardDescriptors) {
+  const TempDir files;
+  const std::string program = LAUNCHED_PROGRAM;
+  ::setenv("QEL_TEST_REPORT", files.Path("report").c_str(), 1);
+  const int result = 900;
+  const Ended ended = RunChild(result, [&program] {
+    for (int i = 0; i < 3; ++i)
+      ::close(i);
+    const bool isLaunched = qelLaunchApplication(program.c_str(), nullptr) == 0;
+    ::_exit(::write(result, isLaunched ? "y" : "n", 1) == 1 ? 0 : 1);
+  });
+  EXPECT_EQ("y", ended.output);
+  EXPECT_TRUE(WaitFor([&] { return files.Has("report"); }));
+  EXPECT_EQ("descriptors\n", files.Read("report").substr(0, 12));
+}
+
 TEST(LaunchApplicationPosix, LeavesNoChildToWaitFor) {
   const TempDir files;
   LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
   LogCapture log;
-  EXPECT_EQ(-1, qelLaunchApplication("/bin/true", nullptr));
+  EXPECT_EQ(-1, LaunchEnding("/bin/true", nullptr));
   EXPECT_EQ(-1, qelLaunchApplication(files.Path("missing").c_str(), nullptr));
   EXPECT_EQ(-1, ::waitpid(-1, nullptr, WNOHANG));
   EXPECT_EQ(ECHILD, errno);
@@ -206,7 +284,7 @@ TEST(LaunchApplicationPosix, FailsForAProgramThatEndsAtOnce) {
   ::setenv("QEL_TEST_REPORT", files.Path("report").c_str(), 1);
   ::setenv("QEL_TEST_LEAVE", "1", 1);
   LogCapture log;
-  EXPECT_EQ(-1, qelLaunchApplication(LAUNCHED_PROGRAM, "x"));
+  EXPECT_EQ(-1, LaunchEnding(LAUNCHED_PROGRAM, "x"));
   EXPECT_EQ("The application '\"" LAUNCHED_PROGRAM
             "\" x' has not started before the 5 seconds timeout (Error = -1, " +
                 std::to_string(ESRCH) + ")\n",
@@ -221,7 +299,7 @@ TEST(LaunchApplicationPosix, WorksForAProgramThatIgnoresItsChildren) {
   ::signal(SIGCHLD, SIG_IGN);
   LaunchReport(files, LAUNCHED_PROGRAM, nullptr);
   LogCapture log;
-  EXPECT_EQ(-1, qelLaunchApplication("/bin/true", nullptr));
+  EXPECT_EQ(-1, LaunchEnding("/bin/true", nullptr));
   EXPECT_EQ(
       "The application '/bin/true' has not started before the 5 seconds timeout (Error = -1, " +
           std::to_string(ESRCH) + ")\n",
