@@ -45,19 +45,19 @@ int WRAPPED_OPEN(const char* name, int mode, int permissions, void** fd) {
   const std::string text = name != nullptr ? name : "";
   if ((mode & qelFileModeRead) != 0 && text.size() > 4 && text.substr(text.size() - 4) == ".tmp")
     g_files.hasReadUnfinished = true;
-  return g_files.Do(FileOperation::Open, -1, [=] {
+  return g_files.Do(FileOperation::Open, text, -1, [=] {
     return g_files.isInMemory ? g_files.Open(text, mode, fd)
                               : REAL_OPEN(name, mode, permissions, fd);
   });
 }
 int REAL_CLOSE(void*);
 int WRAPPED_CLOSE(void* fd) {
-  return g_files.Do(FileOperation::Close, -1,
+  return g_files.Do(FileOperation::Close, "", -1,
                     [=] { return g_files.isInMemory ? 0 : REAL_CLOSE(fd); });
 }
 int QEL_REAL_READ(void*, void*, size_t);
 int QEL_WRAPPED_READ(void* fd, void* buffer, size_t count) {
-  return g_files.Do(FileOperation::Read, -1, [=] {
+  return g_files.Do(FileOperation::Read, "", -1, [=] {
     return g_files.isInMemory ? g_files.Read(fd, buffer, count) : QEL_REAL_READ(fd, buffer, count);
   });
 }
@@ -69,18 +69,18 @@ int QEL_WRAPPED_WRITE(void* fd, const void* buffer, size_t count) {
 }
 int REAL_EXISTS(const char*);
 int WRAPPED_EXISTS(const char* name) {
-  return g_files.Do(FileOperation::Exists, 0, [=] {
+  return g_files.Do(FileOperation::Exists, name, 0, [=] {
     return g_files.isInMemory ? static_cast<int>(g_files.files.count(name)) : REAL_EXISTS(name);
   });
 }
 int REAL_REMOVE(const char*);
 int WRAPPED_REMOVE(const char* name) {
-  return g_files.Do(FileOperation::Remove, -1,
+  return g_files.Do(FileOperation::Remove, name, -1,
                     [=] { return g_files.isInMemory ? g_files.Remove(name) : REAL_REMOVE(name); });
 }
 int REAL_RENAME(const char*, const char*);
 int WRAPPED_RENAME(const char* from, const char* to) {
-  return g_files.Do(FileOperation::Rename, -1, [=] {
+  return g_files.Do(FileOperation::Rename, from + std::string(" ") + to, -1, [=] {
     return g_files.isInMemory ? g_files.Rename(from, to) : REAL_RENAME(from, to);
   });
 }
@@ -254,6 +254,32 @@ void Report(const char* what, size_t count) {
 
 } // namespace
 
+// What the scenes below end and fail: nothing that a save or a recovery does goes past them.
+TEST_F(ConfigCrash, SeesEachOperationOfALoadAndASave) {
+  static const char* const kKinds[] = {"open",   "close",  "read",  "write",
+                                       "exists", "remove", "rename"};
+  const auto replaced = [](std::string text, const std::string& from) {
+    for (size_t at; (at = text.find(from)) != std::string::npos;)
+      text.replace(at, from.size(), "P");
+    return text;
+  };
+  const auto lines = [&](const Start& start) {
+    const std::vector<FileOperation> operations = Operations(start);
+    std::string text;
+    for (size_t at = 0; at != operations.size(); ++at)
+      text += kKinds[static_cast<int>(operations[at])] +
+              replaced(g_files.names[at].empty() ? "" : " " + g_files.names[at], m_path) + "\n";
+    return text;
+  };
+  const std::string looks = "exists P\nexists P.tmp\nexists P.ok\n";
+  const std::string write = "open P.tmp\nwrite\nwrite\nwrite\nwrite\nwrite\nclose\n";
+  const std::string commit = "remove P.ok\nrename P.tmp P.ok\nremove P\nrename P.ok P\n";
+  EXPECT_EQ(lines({true, true, true}),
+            looks + "remove P.tmp\nremove P\nrename P.ok P\nopen P\nread\nread\nclose\n" +
+                "exists P.ok\n" + write + commit);
+  EXPECT_EQ(lines({false, false, false}), looks + "open P\nexists P.ok\n" + write + commit);
+}
+
 TEST_F(ConfigCrash, LeavesTheOldContentAheadOfTheDecisiveRenameAndTheNewBehind) {
   size_t count = 0;
   for (const Start& start : AllStarts()) {
@@ -303,6 +329,8 @@ TEST_F(ConfigCrash, KeepsAWholeFileWhenAnOperationFails) {
   size_t count = 0;
   for (const Start& start : AllStarts()) {
     const std::vector<FileOperation> operations = Operations(start);
+    // The first one stands for each error without a status of its own, a permission that is missing
+    // or a broken disk.
     for (const Injection& failure :
          AllFailures(operations, {qelFileErrorGeneric, qelFileErrorWriteProtected,
                                   qelFileErrorDiskFull, qelFileErrorNotFound})) {

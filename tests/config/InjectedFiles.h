@@ -46,6 +46,7 @@ public:
 
   std::vector<Injection> injections;
   std::vector<FileOperation> trace; // what was done since Restart
+  std::vector<std::string> names;   // the file of each, "" for a descriptor's
   bool hasReadUnfinished = false;   // a ".tmp" was opened for reading
 
   // A new process on the same disk, without injections.
@@ -54,15 +55,17 @@ public:
     m_open.clear();
     injections.clear();
     trace.clear();
+    names.clear();
   }
 
   // The injection of the next operation; null for none. *isDead: it has no effect any more.
-  const Injection* Enter(FileOperation operation, bool* isDead) {
+  const Injection* Enter(FileOperation operation, const std::string& name, bool* isDead) {
     *isDead = m_isDead;
     if (m_isDead)
       return nullptr;
     const size_t number = trace.size();
     trace.push_back(operation);
+    names.push_back(name);
     for (const Injection& injection : injections)
       if (injection.at == number)
         return &injection;
@@ -76,9 +79,9 @@ public:
 
   // One operation that either has its effect or not.
   template <typename Work>
-  int Do(FileOperation operation, int failure, Work work) {
+  int Do(FileOperation operation, const std::string& name, int failure, Work work) {
     bool isDead = false;
-    const Injection* injection = Enter(operation, &isDead);
+    const Injection* injection = Enter(operation, name, &isDead);
     if (isDead)
       return failure;
     if (injection == nullptr)
@@ -94,7 +97,7 @@ public:
   template <typename Work>
   int DoWrite(size_t count, Work work) {
     bool isDead = false;
-    const Injection* injection = Enter(FileOperation::Write, &isDead);
+    const Injection* injection = Enter(FileOperation::Write, "", &isDead);
     if (isDead)
       return -1;
     if (injection == nullptr)
