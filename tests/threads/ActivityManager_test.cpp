@@ -223,6 +223,7 @@ TEST(QelActivityManagerStress, CountsInAndOutFromManyThreads) {
           manager.IncrementModuleActivity("shared");
           manager.IncrementModuleActivity(own);
           idle += manager.IsModuleActive(own) ? 0 : 1;
+          idle += manager.IsModuleActive("shared") ? 0 : 1;
           idle += manager.IsActive() ? 0 : 1;
           manager.DecrementModuleActivity(own);
           manager.SetModuleActivity(own, i % 2 == 0);

@@ -1063,6 +1063,23 @@ TEST(QelQueryManagerStress, EndsEveryQueryOnce) {
   }
 }
 
+TEST(QelQueryManagerStress, LosesNothingThatIsPushedBack) {
+  for (int round = 0; round < StressRounds(); ++round) {
+    TestManager manager;
+    Gate gate(3);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+      threads.emplace_back([&] {
+        gate.Pass();
+        for (int id = 0; id < 10; ++id)
+          manager.PushBackQuery(new TestQuery(id));
+      });
+    for (std::thread& thread : threads)
+      thread.join();
+    ASSERT_EQ(manager.Ids().size(), 30u);
+  }
+}
+
 // Shape -------------------------------------------------------------------------------
 
 struct OpenManager : qelQueryManager {
