@@ -87,12 +87,12 @@ bool DescribeFile(const qelPathName& file, const qelPathName& root, const MediaT
   const int64_t size = bytes.Length();
   if (size < 0)
     return false;
-  item->Set("cn", type.className, true);
-  item->Set("mt", type.mime, true);
+  item->Set("cn", type.className.c_str(), true);
+  item->Set("mt", type.mime.c_str(), true);
   item->Set("si", size, true);
   SetPlace(item, item->path, root.GetFullPath());
   qelFile::GetTimes(item->path.c_str(), nullptr, &item->date, nullptr);
-  if (type.readHeader != nullptr) {
+  if (type.readHeader) {
     FileSource source(bytes, static_cast<uint64_t>(size));
     MediaFacts facts;
     if (type.readHeader(source, &facts))

@@ -9,6 +9,8 @@
 
 namespace mediaquery {
 
+const char kLoopbackAddress[] = "127.0.0.1";
+
 // Values are parted from their options' names, so that a path such as "/fromage" is no value of /from.
 static const int kValue = qelCommandLineNeedSeparator;
 
@@ -19,7 +21,7 @@ static const qelCommandLineDescription kTable[] = {
     {qelCommandLineOption, "store", "write all that was described to this file, not the hits alone", qelCommandLineParameterString, kValue},
     {qelCommandLineOption, "from", "search the file that /store has written, and no folder", qelCommandLineParameterString, kValue},
     {qelCommandLineOption, "watch", "search again every so many seconds", qelCommandLineParameterNumber, kValue},
-    {qelCommandLineOption, "console", "take criteria from a telnet client at this port, or ADDRESS:PORT", qelCommandLineParameterString, kValue},
+    {qelCommandLineOption, "console", "take criteria from a telnet client at this port, or ADDRESS:PORT; 0: none", qelCommandLineParameterString, kValue},
     {qelCommandLineOption, "set", "save a setting and end: /set KEY VALUE", qelCommandLineParameterString, kValue},
     {qelCommandLineSwitch, "help", "print this text", qelCommandLineParameterString, qelCommandLineHelp},
     {qelCommandLineParam, nullptr, "FOLDER", qelCommandLineParameterString, qelCommandLineOptionalParam},
@@ -44,6 +46,8 @@ static const char kExplanations[] =
     "  properties  @id @parentID @refID dc:title dc:creator dc:date upnp:class upnp:album\n"
     "              upnp:genre res res@size res@resolution res@duration res@protocolInfo\n"
     "              res@nrAudioChannels res@sampleFrequency res@bitsPerSample\n"
+    "\n"
+    "Without FOLDER, or with an empty one, the folders of the settings are searched.\n"
     "\n"
     "Exit status: 0 there were hits, 1 there were none, 2 an error.\n";
 
@@ -117,7 +121,7 @@ static bool ParsePort(const std::string& text, uint16_t* port) {
       return false;
     value = 10 * value + static_cast<uint32_t>(c - '0');
   }
-  if (value == 0 || value > 65535)
+  if (text.empty() || value > 65535)
     return false;
   *port = static_cast<uint16_t>(value);
   return true;
@@ -128,7 +132,7 @@ bool ParseConsole(const std::string& text, std::string* address, uint16_t* port)
   const bool hasAddress = colon != std::string::npos;
   if (colon == 0 || !ParsePort(hasAddress ? text.substr(colon + 1) : text, port))
     return false;
-  *address = hasAddress ? text.substr(0, colon) : "127.0.0.1";
+  *address = hasAddress ? text.substr(0, colon) : kLoopbackAddress;
   return true;
 }
 
@@ -155,7 +159,8 @@ static bool TakeFile(const Parser& parser, const char* name, std::string* file,
 
 static bool TakeConsole(const Parser& parser, Options* options, std::string* fault) {
   qelCString value;
-  if (parser.Found("console", &value) &&
+  options->consoleGiven = parser.Found("console", &value);
+  if (options->consoleGiven &&
       !ParseConsole(value.c_str(), &options->consoleAddress, &options->consolePort))
     *fault = std::string("--console needs PORT or ADDRESS:PORT, not '") + value.c_str() + "'";
   return fault->empty();
@@ -190,12 +195,12 @@ static bool TakeParameters(const std::vector<std::string>& given, Options* optio
   std::vector<std::string> plain = given;
   if (!options->from.empty())
     plain.insert(plain.begin(), "");
-  if (plain.empty() || plain.size() > 2) {
-    *fault = plain.empty() ? "no folder is given"
-                           : "too many arguments (criteria are one argument: put them in quotes)";
+  if (plain.size() > 2) {
+    *fault = "too many arguments (criteria are one argument: put them in quotes)";
     return false;
   }
-  options->folder = plain[0];
+  if (!plain.empty() && !plain[0].empty())
+    options->folders.push_back(plain[0]);
   if (plain.size() == 2)
     options->criteria = plain[1];
   return true;

@@ -17,20 +17,24 @@
 
 namespace mediaquery {
 
+extern const char kLoopbackAddress[];
+
 struct Options {
-  bool help = false;          // the rest means nothing
-  bool human = false;         // each hit over several lines
-  uint64_t limit = 0;         // end after this many hits; 0: no limit
-  std::string store;          // the catalogue to write; empty: none
-  std::string from;           // the catalogue to search; empty: a folder is searched
-  std::string folder;         // as given; empty with a catalogue to search
-  std::string criteria = "*"; // everything
-  bool set = false;           // a setting is saved, nothing is searched
-  std::string setKey;         // its key, "section/key"
-  std::string setValue;       // its value
-  uint32_t watchSeconds = 0;  // search again so often; 0: once
-  std::string consoleAddress; // of the telnet console, 127.0.0.1 unless one is given
-  uint16_t consolePort = 0;   // its port; 0: no console
+  bool help = false;                // the rest means nothing
+  bool human = false;               // each hit over several lines
+  uint64_t limit = 0;               // end after this many hits; 0: no limit
+  std::string store;                // the catalogue to write; empty: none
+  std::string from;                 // the catalogue to search; empty: a folder is searched
+  std::string folder;               // as given; empty with a catalogue to search
+  std::vector<std::string> folders; // those to search: the one given, or those of the settings
+  std::string criteria = "*";       // everything
+  bool set = false;                 // a setting is saved, nothing is searched
+  std::string setKey;               // its key, "section/key"
+  std::string setValue;             // its value
+  uint32_t watchSeconds = 0;        // search again so often; 0: once
+  std::string consoleAddress;       // of the telnet console, 127.0.0.1 unless one is given
+  uint16_t consolePort = 0;         // its port; 0: no console
+  bool consoleGiven = false;        // the settings have no say in that
 };
 
 // The usage text: what the parser says of the options, and the program's explanations.
@@ -40,8 +44,8 @@ std::string GetUsage();
 // error itself; it is empty then.
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options, std::string* fault);
 
-// "PORT" or "ADDRESS:PORT", the address 127.0.0.1 unless it is given. False: it is neither; nothing is
-// changed.
+// "PORT" or "ADDRESS:PORT", the address kLoopbackAddress unless it is given. A port of 0 means no console.
+// False: it is neither; nothing is changed.
 bool ParseConsole(const std::string& text, std::string* address, uint16_t* port);
 
 } // namespace mediaquery

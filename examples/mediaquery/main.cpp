@@ -3,6 +3,8 @@
 // prints them as JSON. It shows how a program uses the library's main parts:
 //
 //   Options      qelCommandLineParser: the arguments by a table
+//   Settings     qelConfig and qelConfigConfig: settings files, found and saved
+//   Readers      qelPluginLoader and qelPluginHandler: modules that read other kinds of files
 //   FolderWalk   qelDir and qelPathName: one walk over a tree of folders
 //   MediaItem    qelFile and qelMediaInfo: the description of one file
 //   Catalogue    qelMediaInfoSerializer and property lists: items as lines of a file
@@ -25,6 +27,8 @@
 #include "Output.h"
 #include "Platform.h"
 #include "Properties.h"
+#include "Readers.h"
+#include "Settings.h"
 
 namespace mediaquery {
 
@@ -193,6 +197,34 @@ static int RunSearch(const Options& options) {
   return search.totals.hits != 0 ? kExitHits : kExitNoHits;
 }
 
+// Settings and plug-ins, ahead of a search.
+static void SetUp(Options* options, Readers* readers) {
+  SettingsPlace place;
+  Settings settings;
+  if (FindSettings(&place))
+    LoadSettings(place, &settings);
+  ApplySettings(settings, options);
+  std::vector<std::string> complaints;
+  readers->Load(settings.pluginFolder, &complaints);
+  for (const std::string& complaint : complaints)
+    Fail(complaint);
+  ApplyExtensions(settings);
+  options->folder = options->folders.empty() ? "" : options->folders[0];
+}
+
+static int SaveOneSetting(const Options& options) {
+  SettingsPlace place;
+  std::string file;
+  std::string fault;
+  if (!FindSettings(&place))
+    return Fail(
+        "there is no ConfigPath.ini beside the program, which tells where settings are kept");
+  if (!SaveSetting(place, options.setKey, options.setValue, &file, &fault))
+    return Fail(options.setKey + ": " + fault);
+  std::printf("%s is saved in %s\n", options.setKey.c_str(), file.c_str());
+  return kExitHits;
+}
+
 static int Main(int argc, char** argv) {
   PrepareOutput();
   Options options;
@@ -203,6 +235,12 @@ static int Main(int argc, char** argv) {
     std::fputs(GetUsage().c_str(), stdout);
     return kExitHits;
   }
+  if (options.set)
+    return SaveOneSetting(options);
+  Readers readers;
+  SetUp(&options, &readers);
+  if (options.from.empty() && options.folders.empty())
+    return FailWithUsage("no folder is given");
   return RunSearch(options);
 }
 

@@ -11,6 +11,8 @@ set(mediaquery_sources
   Options.cpp
   Output.cpp
   Properties.cpp
+  Readers.cpp
+  Settings.cpp
   Text.cpp
 )
 set(mediaquery_libraries "")

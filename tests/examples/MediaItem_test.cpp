@@ -97,12 +97,33 @@ TEST_F(MediaItem, RefusesAFolder) {
 }
 
 TEST(FindMediaType, KnowsExtensionsInAnyCase) {
-  EXPECT_STREQ(FindMediaType("PNG")->mime, "image/png");
-  EXPECT_STREQ(FindMediaType("Jpeg")->mime, "image/jpeg");
-  EXPECT_STREQ(FindMediaType("mp4")->className, "object.item.videoItem.movie");
+  EXPECT_EQ(FindMediaType("PNG")->mime, "image/png");
+  EXPECT_EQ(FindMediaType("Jpeg")->mime, "image/jpeg");
+  EXPECT_EQ(FindMediaType("mp4")->className, "object.item.videoItem.movie");
 }
 
 TEST(FindMediaType, KnowsNoOtherExtensions) {
   for (const char* extension : {"", "txt", "pn", "pngs", "html"})
     EXPECT_EQ(FindMediaType(extension), nullptr) << extension;
+}
+
+TEST(SetMediaType, AddsAndReplacesRowsInAnyCase) {
+  SetMediaType("HEIC", {kPhotoClass, "image/heic", nullptr});
+  SetMediaType("png", {kPhotoClass, "image/x-png", nullptr});
+  EXPECT_EQ(FindMediaType("heic")->mime, "image/heic");
+  EXPECT_EQ(FindMediaType("PNG")->mime, "image/x-png");
+  EXPECT_FALSE(FindMediaType("png")->readHeader);
+  ResetMediaTypes();
+  EXPECT_EQ(FindMediaType("heic"), nullptr);
+  EXPECT_EQ(FindMediaType("png")->mime, "image/png");
+  EXPECT_TRUE(FindMediaType("png")->readHeader);
+}
+
+TEST(RemoveMediaType, TakesARowAway) {
+  RemoveMediaType("SVG");
+  RemoveMediaType("nothing");
+  EXPECT_EQ(FindMediaType("svg"), nullptr);
+  EXPECT_NE(FindMediaType("png"), nullptr);
+  ResetMediaTypes();
+  EXPECT_NE(FindMediaType("svg"), nullptr);
 }

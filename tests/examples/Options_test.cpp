@@ -8,7 +8,9 @@
 #include <tests/support/LogCapture.h>
 
 using namespace mediaquery;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
@@ -46,7 +48,7 @@ Options ParseGood(const Arguments& arguments) {
 
 TEST(ParseOptions, TakesAFolderAlone) {
   const Options options = ParseGood({"a"});
-  EXPECT_EQ(options.folder, "a");
+  EXPECT_THAT(options.folders, ElementsAre("a"));
   EXPECT_EQ(options.criteria, "*");
   EXPECT_FALSE(options.help);
   EXPECT_FALSE(options.human);
@@ -57,9 +59,16 @@ TEST(ParseOptions, TakesAFolderAlone) {
   EXPECT_EQ(options.store + options.from + options.consoleAddress, "");
 }
 
+TEST(ParseOptions, LeavesFoldersToTheSettings) {
+  EXPECT_THAT(ParseGood({}).folders, IsEmpty());
+  const Options options = ParseGood({"", "dc:title = \"x\""});
+  EXPECT_THAT(options.folders, IsEmpty());
+  EXPECT_EQ(options.criteria, "dc:title = \"x\"");
+}
+
 TEST(ParseOptions, TakesFolderAndCriteria) {
   const Options options = ParseGood({"a", "dc:title = \"-x\""});
-  EXPECT_EQ(options.folder, "a");
+  EXPECT_THAT(options.folders, ElementsAre("a"));
   EXPECT_EQ(options.criteria, "dc:title = \"-x\"");
 }
 
@@ -73,7 +82,7 @@ TEST(ParseOptions, TakesEachFormOfANumber) {
   for (const Arguments& form : forms) {
     const Options options = ParseGood(form);
     EXPECT_EQ(options.limit, 7u) << testing::PrintToString(form);
-    EXPECT_EQ(options.folder, "a") << testing::PrintToString(form);
+    EXPECT_THAT(options.folders, ElementsAre("a")) << testing::PrintToString(form);
   }
 }
 
@@ -98,7 +107,7 @@ TEST(ParseOptions, TakesNamesOfFiles) {
   EXPECT_EQ(ParseGood({"--store", "/tmp/c.cat", "a"}).store, "/tmp/c.cat");
   const Options options = ParseGood({"-from", "c.cat", "dc:title = \"x\""});
   EXPECT_EQ(options.from, "c.cat");
-  EXPECT_EQ(options.folder, "");
+  EXPECT_THAT(options.folders, IsEmpty());
   EXPECT_EQ(options.criteria, "dc:title = \"x\"");
 }
 
@@ -111,14 +120,14 @@ TEST(ParseOptions, LeavesAValueAsItStands) {
 TEST(ParseOptions, TakesWhatFollowsTwoDashesForNoOption) {
   const Options options = ParseGood({"--human", "--", "/usr/share", "--limit"});
   EXPECT_TRUE(options.human);
-  EXPECT_EQ(options.folder, "/usr/share");
+  EXPECT_THAT(options.folders, ElementsAre("/usr/share"));
   EXPECT_EQ(options.criteria, "--limit");
-  EXPECT_EQ(ParseGood({"--", "--", "x"}).folder, "--");
+  EXPECT_THAT(ParseGood({"--", "--", "x"}).folders, ElementsAre("--"));
 }
 
 TEST(ParseOptions, TakesAnArgumentOfOneCharacterForAFolder) {
-  EXPECT_EQ(ParseGood({"-"}).folder, "-");
-  EXPECT_EQ(ParseGood({"/"}).folder, "/");
+  EXPECT_THAT(ParseGood({"-"}).folders, ElementsAre("-"));
+  EXPECT_THAT(ParseGood({"/"}).folders, ElementsAre("/"));
 }
 
 TEST(ParseOptions, TakesWatchAndConsole) {
@@ -126,6 +135,10 @@ TEST(ParseOptions, TakesWatchAndConsole) {
   const Options loopback = ParseGood({"--console", "4000", "a"});
   EXPECT_EQ(loopback.consoleAddress, "127.0.0.1");
   EXPECT_EQ(loopback.consolePort, 4000u);
+  EXPECT_TRUE(loopback.consoleGiven);
+  EXPECT_FALSE(ParseGood({"a"}).consoleGiven);
+  EXPECT_TRUE(ParseGood({"--console=0", "a"}).consoleGiven);
+  EXPECT_EQ(ParseGood({"--console=0", "a"}).consolePort, 0u);
   for (const Arguments& form :
        {Arguments{"--console", "127.0.0.2:23", "a"}, Arguments{"/console:127.0.0.2:23", "a"},
         Arguments{"--console=127.0.0.2:23", "a"}}) {
@@ -202,8 +215,6 @@ TEST(ParseOptions, RefusesWhatTheTableCanNotTell) {
     Arguments arguments;
     const char* fault;
   } kCases[] = {
-      {{}, "no folder is given"},
-      {{"--human"}, "no folder is given"},
       {{"--limit", "0", "a"}, "--limit needs a number from 1 on, not 0"},
       {{"--limit", "-1", "a"}, "--limit needs a number from 1 on, not -1"},
       {{"--watch", "0", "a"}, "--watch needs a number from 1 on, not 0"},
@@ -215,7 +226,7 @@ TEST(ParseOptions, RefusesWhatTheTableCanNotTell) {
       {{"--watch", "5", "--from", "c"}, "--watch needs a folder, and --from searches none"},
       {{"--from", "c", "*", "*"},
        "too many arguments (criteria are one argument: put them in quotes)"},
-      {{"--console", "0", "a"}, "--console needs PORT or ADDRESS:PORT, not '0'"},
+      {{"--console", "65536", "a"}, "--console needs PORT or ADDRESS:PORT, not '65536'"},
       {{"--set", "", "v"}, "--set needs a key and a value, as in: --set Search/Limit 100"},
       {{"--set", "a/b"}, "--set needs a key and a value, as in: --set Search/Limit 100"},
       {{"--set", "a/b", "c", "d"}, "--set needs a key and a value, as in: --set Search/Limit 100"},
@@ -241,8 +252,8 @@ TEST(ParseConsole, TakesPortsInTheirRange) {
 TEST(ParseConsole, RefusesEverythingElseAndChangesNothing) {
   std::string address = "old";
   uint16_t port = 9;
-  for (const char* text : {"", "0", "65536", "4294967297", "99999999999999999999", "x", "1x", "-1",
-                           " 1", ":1", "127.0.0.1:", "127.0.0.1:x", "127.0.0.1"})
+  for (const char* text : {"", "65536", "4294967297", "99999999999999999999", "x", "1x", "-1", " 1",
+                           ":1", "127.0.0.1:", "127.0.0.1:x", "127.0.0.1"})
     EXPECT_FALSE(ParseConsole(text, &address, &port)) << text;
   EXPECT_EQ(address, "old");
   EXPECT_EQ(port, 9u);

@@ -73,4 +73,36 @@ inline std::string MakeWAV(uint32_t channels, uint32_t rate, uint32_t bits, uint
                   MakeChunk("data", std::string(size_t{samples} * channels * bits / 8, '\0')));
 }
 
+// One chunk with its numbers in the other order.
+inline std::string MakeBigChunk(const std::string& name, const std::string& content) {
+  return name + BigBytes(static_cast<uint32_t>(content.size()), 4) + content +
+         std::string(content.size() % 2, '\0');
+}
+
+// A rate of 1 and more as an 80-bit floating point number.
+inline std::string MakeExtended(uint32_t rate) {
+  uint32_t exponent = 16383 + 31;
+  for (; (rate & 0x80000000) == 0; rate <<= 1)
+    --exponent;
+  return BigBytes(exponent, 2) + BigBytes(rate, 4) + BigBytes(0, 4);
+}
+
+// The chunk COMM, with what AIFF-C adds to it.
+inline std::string MakeAIFFCommon(uint32_t channels, uint32_t rate, uint32_t bits, uint32_t frames,
+                                  const std::string& compression = "") {
+  return MakeBigChunk("COMM", BigBytes(channels, 2) + BigBytes(frames, 4) + BigBytes(bits, 2) +
+                                  MakeExtended(rate) + compression);
+}
+
+inline std::string MakeFORM(const std::string& kind, const std::string& chunks) {
+  return "FORM" + BigBytes(static_cast<uint32_t>(chunks.size()) + 4, 4) + kind + chunks;
+}
+
+// Silence of that many samples in each channel.
+inline std::string MakeAIFF(uint32_t channels, uint32_t rate, uint32_t bits, uint32_t frames) {
+  const std::string samples(8 + size_t{frames} * channels * ((bits + 7) / 8), '\0');
+  return MakeFORM("AIFF",
+                  MakeAIFFCommon(channels, rate, bits, frames) + MakeBigChunk("SSND", samples));
+}
+
 #endif
