@@ -28,3 +28,9 @@ if(NOT TARGET mediaquery_parts)
   add_library(mediaquery_parts STATIC EXCLUDE_FROM_ALL ${mediaquery_sources})
   target_link_libraries(mediaquery_parts PRIVATE qel_options PUBLIC qel::static qel::plugins ${mediaquery_libraries})
 endif()
+
+# The sample plug-in's source, for tests and fuzz targets that call it without loading it.
+if(NOT TARGET mediaquery_aiff_parts)
+  add_library(mediaquery_aiff_parts STATIC EXCLUDE_FROM_ALL ${CMAKE_CURRENT_LIST_DIR}/plugins/aiff.cpp)
+  target_link_libraries(mediaquery_aiff_parts PRIVATE qel_options)
+endif()
