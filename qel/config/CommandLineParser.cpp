@@ -155,8 +155,7 @@ private:
   void CheckParams();
 
   const qelCommandLineState* m_state;
-  const qelPtrListNode*
-      m_taken; // the argument taken last, the program at first; null: no arguments
+  const qelPtrListNode* m_taken; // the last argument taken, at first the program; null: none
   const qelPtrListNode* m_param; // the declared parameter whose turn it is; null: none
   bool m_optionsAllowed = true;  // "--" has not been met
   bool m_multipleGiven = false;  // a multiple parameter was given

@@ -16,6 +16,7 @@
 // last, behind all other arguments. There are no long "--name" forms.
 // An argument such as "/home/x" reads as an option: users write "--" ahead of it.
 //
+// COST: a group of n switches is n arguments of up to n bytes each.
 // ERRORS: Parse tells of a fault by its result, by one level-1 line of module 47
 // and on the console (qelConsole_Printf). What was found ahead of it stays.
 // OWNERSHIP: tables and command lines are copied. The object owns its state; a
