@@ -240,6 +240,13 @@ TEST_F(QelSocketGetHostName, GivesTheMachinesName) {
   EXPECT_THAT(m_log.Texts(), IsEmpty());
 }
 
+TEST_F(QelSocketGetHostName, EndsANameThatIsTooLong) {
+  char name[3] = {'x', 'x', 'x'};
+  qelSocket_GetHostName(name, 2, "here");
+  EXPECT_EQ(name[1], '\0');
+  EXPECT_EQ(name[2], 'x');
+}
+
 TEST_F(QelSocketGetHostName, TellsThatTheBufferIsTooSmall) {
   char name[2] = {'x', 'x'};
   EXPECT_EQ(qelSocket_GetHostName(name, 1, "here"), -1);
@@ -389,6 +396,7 @@ TEST_F(QelSocketHardwareAddress, IsFoundAtOrAfterAnIndex) {
   }
   EXPECT_EQ(position, -1);
   EXPECT_THAT(mac, ElementsAre(0, 0, 0, 0, 0, 0, 9));
+  EXPECT_EQ(qelSocket_GetMACAddress(-3, mac), qelSocket_GetMACAddress(0, mac));
   memset(mac, 9, sizeof(mac));
   EXPECT_EQ(qelSocket_GetMACAddress(1000, mac), -1);
   EXPECT_THAT(mac, ElementsAre(0, 0, 0, 0, 0, 0, 9));

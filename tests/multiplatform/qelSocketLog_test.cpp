@@ -202,6 +202,50 @@ TEST_F(QelSocketLogStatus, LearnsThePortsOfAConnectionThatWasUnderWay) {
   EXPECT_EQ(EntryOf(client.handle).peerPort, listener.Port());
 }
 
+TEST_F(QelSocketLogStatus, LearnsThePortsWithEachTransfer) {
+  for (const bool sends : {true, false}) {
+    qelToolsLog_SetModules("53");
+    LoggedSocket socket(SOCK_DGRAM);
+    qelToolsLog_SetModules("7"); // the connection is not seen
+    socket.Bind();
+    socket.Connect(socket.Port());
+    if (!sends) {
+      ASSERT_EQ(SendText(socket.handle, "x"), 1);
+    }
+    qelToolsLog_SetModules("53");
+    EXPECT_EQ(EntryOf(socket.handle).localPort, 0u);
+    EXPECT_EQ(EntryOf(socket.handle).peerPort, 0u);
+    if (sends) {
+      ASSERT_EQ(SendText(socket.handle, "x"), 1);
+    } else {
+      ASSERT_EQ(Receive(socket.handle), "x");
+    }
+    EXPECT_EQ(EntryOf(socket.handle).localPort, socket.Port());
+    EXPECT_EQ(EntryOf(socket.handle).peerPort, socket.Port());
+    EXPECT_EQ(EntryOf(socket.handle).state, 1u);
+  }
+}
+
+TEST_F(QelSocketLogStatus, StartsAnewInARecordThatWasUsed) {
+  qelToolsLog_SetModules("53");
+  ASSERT_EQ(CountEntries(), 0);
+  LoggedSocket first(SOCK_DGRAM);
+  first.Bind();
+  first.Connect(first.Port());
+  ASSERT_EQ(SendText(first.handle, "x"), 1);
+  ASSERT_EQ(Receive(first.handle), "x");
+  first.Close();
+  const LoggedSocket second(SOCK_DGRAM, "second");
+  const qelSocketLogEntry entry = Entries()[0];
+  EXPECT_EQ(entry.socket, second.handle);
+  EXPECT_STREQ(entry.label, "second");
+  EXPECT_EQ(entry.bytesSent, 0u);
+  EXPECT_EQ(entry.bytesReceived, 0u);
+  EXPECT_EQ(entry.state, 1u);
+  EXPECT_EQ(entry.localPort, 0u);
+  EXPECT_EQ(entry.peerPort, 0u);
+}
+
 TEST_F(QelSocketLogStatus, HasNoPlaceForTheFiftyFirst) {
   qelToolsLog_SetModules("53");
   ASSERT_EQ(CountEntries(), 0);

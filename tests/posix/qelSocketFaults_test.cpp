@@ -714,6 +714,18 @@ TEST_F(QelSocketSelectFaults, AreHuntedForOneSocketAtATime) {
   }
 }
 
+TEST_F(QelSocketSelectFaults, OutlastTheHunt) {
+  const TestSocket socket = TestSocket::Bound(SOCK_DGRAM);
+  fd_set read;
+  FD_ZERO(&read);
+  FD_SET(static_cast<int>(socket), &read);
+  timeval timeout = {1, 1};
+  faults.select.Set(ENOMEM);
+  EXPECT_EQ(qelSocket_Select(&read, nullptr, nullptr, static_cast<int>(socket), &timeout), -1);
+  EXPECT_EQ(errno, ENOMEM) << "the hunt has failures of its own";
+  EXPECT_FALSE(FD_ISSET(static_cast<int>(socket), &read));
+}
+
 TEST_F(QelSocketSelectFaults, OfAHighestHandleBeyondAllNumbersAreTold) {
   fd_set read;
   FD_ZERO(&read);
@@ -778,6 +790,20 @@ TEST_F(QelSocketLogFaults, WithTheLogOffNobodyIsAsked) {
   qelToolsLog_SetModules("7");
   LiveOnce();
   EXPECT_GT(faults.willLog.calls, 0);
+  qelToolsLog_SetModules("");
+}
+
+TEST_F(QelSocketLogFaults, PortsThatAreKnownAreNotAskedForAgain) {
+  qelToolsLog_SetLevel(5);
+  qelToolsLog_SetModules("53");
+  const TestSocket listener = TestSocket::Listening();
+  const qelSocketHandle client = qelSocket_New(AF_INET, SOCK_STREAM, 0, "here", 0);
+  const sockaddr_in address = LoopbackAddress(listener.Port());
+  ASSERT_EQ(qelSocket_Connect(client, AsAddress(address), sizeof(address), "here"), 0);
+  faults.getsockname.calls = 0;
+  EXPECT_EQ(SendText(client, "x"), 1);
+  EXPECT_EQ(faults.getsockname.calls, 0);
+  EXPECT_EQ(qelSocket_Close(client, "here", 0), 0);
   qelToolsLog_SetModules("");
 }
 
