@@ -3,12 +3,14 @@
 
 #include <qel/cache/FileCacheManager.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include <qel/containers/qelArray.h>
 #include <qel/containers/qelByteKeyMap.h>
+#include <qel/containers/qelPtrList.h>
 #include <qel/core/DateTime.h>
 #include <qel/core/Log.h>
 #include <qel/core/qelMem.h>
@@ -70,6 +72,13 @@ qelCachedFileInfo* qelFileCacheManager::AddFile(const char* name) {
   return info;
 }
 
+// Files with holes can claim more bytes together than the sum can hold. It then stands at its end,
+// where every limit is passed.
+void qelFileCacheManager::CountBytes(qelCachedFileInfo* info, int64_t length) {
+  info->size = length > 0 ? length : 0; // negative: it can't be told
+  m_totalSize += std::min(info->size, INT64_MAX - m_totalSize);
+}
+
 // INTENDED: a file as large as all files together leaves the sum as it is. Programs were tuned to
 // when eviction begins. Pinned by FileCacheRemoveTempFile.KeepsASumThatTheFileAloneMadeUp.
 void qelFileCacheManager::ForgetFile(qelCachedFileInfo* info) {
@@ -129,7 +138,8 @@ qelFileCacheManager::~qelFileCacheManager() {
 
 bool qelFileCacheManager::CreateSubDirectory(const qelCString& name) {
   m_directory.AppendPathPart(name.c_str());
-  if (m_directory.DirExists() || qelDir::Create(m_directory.c_str()))
+  // The second look finds what another process created meanwhile.
+  if (m_directory.DirExists() || qelDir::Create(m_directory.c_str()) || m_directory.DirExists())
     return true;
   QEL_LOG(1, "Cannot create sub directory '%s'\n", name.c_str());
   return false;
@@ -154,9 +164,8 @@ void qelFileCacheManager::Cache_Build() {
     if (!FetchInfoForFile(name, &size, &time))
       continue;
     qelCachedFileInfo* info = AddFile(name.c_str());
-    info->size = size;
     info->time = time;
-    m_totalSize += size;
+    CountBytes(info, size);
   }
 }
 
@@ -250,8 +259,11 @@ qelFile* qelFileCacheManager::CreateCachedFile(const qelPathName& path, int open
 }
 
 qelFile* qelFileCacheManager::OpenComplete(qelCachedFileInfo* info, int mode) {
+  const qelPathName path = GetFilePath(info->name);
   std::unique_ptr<qelFile> file(new qelFile);
-  if (!file->Open(GetFilePath(info->name).c_str(), ExistingFileMode(mode), kPermissions))
+  // A pipe in the file's place would keep the open waiting, and all threads with it.
+  if (!qelFile_IsRegular(path.c_str()) ||
+      !file->Open(path.c_str(), ExistingFileMode(mode), kPermissions))
     return nullptr;
   info->time = Now();
   return file.release();
@@ -308,11 +320,12 @@ void qelFileCacheManager::SetCachedFileState(const qelCString& name, qelFile* fi
     RemoveTempFile(name);
     return;
   }
-  const int64_t length = file->Length();
   info->state = qelCachedFileComplete;
   info->time = Now();
-  info->size = length > 0 ? length : 0;
-  m_totalSize += info->size;
+  // INTENDED: a file that is ended twice counts twice. The sum only begins evictions early then, and
+  // the next start counts afresh. Pinned by
+  // FileCacheSetCachedFileState.CountsAFileAgainThatIsEndedAgain.
+  CountBytes(info, file->Length());
   Cache_CheckMaxSize();
 }
 
@@ -343,13 +356,23 @@ bool qelFileCacheManager::RemoveTempFile(const qelCString& name) {
   return true;
 }
 
+// Reads the whole listing before anything in it is deleted: some systems skip entries otherwise.
+static void DeleteFiles(qelDir* dir) {
+  qelPtrList* paths = qelPtrList_New();
+  qelPtrList_SetFreeFunction(paths, &qelPtrList_FreeItem);
+  qelPathName entry;
+  for (bool found = dir->GetFirst(entry, "*", kAllEntries); found; found = dir->GetNext(entry))
+    if (entry.FileExists())
+      qelPtrList_Append(paths, qelMem_StrDup(entry.c_str()));
+  for (const qelPtrListNode* node = paths->head; node != nullptr; node = node->next)
+    qelFile::Remove(static_cast<const char*>(qelPtrListNode_GetData(node)));
+  qelPtrList_Delete(paths);
+}
+
 bool qelFileCacheManager::Empty(bool removeDirectory) {
   qelMutexLocker lock(&m_mutex);
   qelDir dir(m_directory.c_str());
-  qelPathName entry;
-  for (bool found = dir.GetFirst(entry, "*", kAllEntries); found; found = dir.GetNext(entry))
-    if (entry.FileExists())
-      qelFile::Remove(entry.c_str());
+  DeleteFiles(&dir);
   bool emptied = !dir.HasFiles("*");
   dir.Rewind();
   if (emptied && removeDirectory)

@@ -106,7 +106,7 @@ protected:
   void Cache_CheckMaxSize();
   // A new file, opened with openMode and entered, or null. One that exists already is not opened.
   qelFile* CreateCachedFile(const qelPathName& path, int openMode);
-  // Appends a sub-directory to the directory and creates it when it is missing.
+  // Appends a sub-directory to the directory and creates it when it is missing. For the constructor.
   bool CreateSubDirectory(const qelCString& name);
   // The file's size and its last access in seconds since 1970. False: there is no such ordinary file.
   bool FetchInfoForFile(const qelCString& name, int64_t* size, int64_t* time);
@@ -115,6 +115,7 @@ private:
   qelPathName GetFilePath(const char* name) const;
   qelCachedFileInfo* FindFile(const char* name) const;
   qelCachedFileInfo* AddFile(const char* name);
+  void CountBytes(qelCachedFileInfo* info, int64_t length);
   void ForgetFile(qelCachedFileInfo* info);
   qelFile* OpenComplete(qelCachedFileInfo* info, int mode);
   // One look, with the lock held. False: the file is being written; otherwise *file is the result.

@@ -13,8 +13,12 @@
 
 #include <qel/core/DateTime.h>
 #include <tests/cache/FileCacheFixture.h>
+#include <qel/multiplatform/qelFilePrivate.h>
+#include <qel/multiplatform/qelPath.h>
 #include <tests/support/Clock.h>
+#include <tests/support/Gate.h>
 #include <tests/support/LogCapture.h>
+#include <tests/support/RunProgram.h>
 #include <tests/support/Stress.h>
 #include <tests/support/TempDir.h>
 
@@ -262,6 +266,49 @@ TEST_F(FileCacheOpenCachedFile, LetsAWaitingReaderWriteWhenTheWriterGaveUp) {
   EXPECT_TRUE(readerCreated);
 }
 
+TEST_F(FileCacheOpenCachedFile, RefusesModeThreeOnceTheWriterIsDone) {
+  const ManagerPtr cache = Make(1000);
+  bool created = false;
+  const FilePtr writer = Open(*cache, "a", 3, &created);
+  std::atomic<bool> ended{false};
+  bool secondCreated = true;
+  std::thread second([&] {
+    EXPECT_EQ(Open(*cache, "a", 3, &secondCreated), nullptr);
+    EXPECT_TRUE(ended);
+  });
+  ended = true;
+  cache->SetCachedFileState("a", writer.get(), true);
+  second.join();
+  EXPECT_FALSE(secondCreated);
+}
+
+TEST_F(FileCacheOpenCachedFile, LetsOneOfManyThreadsCreateTheFile) {
+  const ManagerPtr cache = Make(1000);
+  const int count = 4;
+  Gate gate(count);
+  std::atomic<int> writers{0};
+  std::atomic<int> readers{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i)
+    threads.emplace_back([&] {
+      gate.Pass();
+      bool created = false;
+      const FilePtr file = Open(*cache, "a", 0, &created);
+      char bytes[8];
+      if (created) {
+        ++writers;
+        EXPECT_EQ(file->Write("whole", 5), 5u);
+        cache->SetCachedFileState("a", file.get(), true);
+      } else if (file != nullptr && file->Read(bytes, sizeof bytes) == 5) {
+        ++readers;
+      }
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(writers, 1);
+  EXPECT_EQ(readers, count - 1);
+}
+
 TEST_F(FileCacheSetCachedFileState, ClosesAndRemovesWhatIsNotComplete) {
   const ManagerPtr cache = Make(1000);
   Removals removals(*cache);
@@ -292,6 +339,47 @@ TEST_F(FileCacheSetCachedFileState, ChangesNothingForAnUnknownName) {
   cache->SetCachedFileState("b", &file, false);
   EXPECT_TRUE(file.IsOpened());
   EXPECT_TRUE(OnDisk("b"));
+}
+
+TEST_F(FileCacheSetCachedFileState, CountsAFileAgainThatIsEndedAgain) {
+  ScopedClock clock(1000);
+  const ManagerPtr cache = Make(10);
+  bool created = false;
+  FilePtr file = Open(*cache, "a", 3, &created);
+  ASSERT_EQ(file->Write("xxxx", 4), 4u);
+  cache->SetCachedFileState("a", file.get(), true);
+  cache->SetCachedFileState("a", file.get(), true);
+  file.reset();
+  clock.Set(1001);
+  Add(*cache, "b", 2);
+  EXPECT_THAT(Listing(), ElementsAre("a", "b"));
+  clock.Set(1002);
+  Add(*cache, "c", 1);
+  EXPECT_THAT(Listing(), ElementsAre("b", "c"));
+}
+
+TEST_F(FileCacheSetCachedFileState, CountsFromTheEndOfTheWritingOnAndAsANewUse) {
+  ScopedClock clock(1000);
+  const ManagerPtr cache = Make(10);
+  bool created = false;
+  FilePtr file = Open(*cache, "slow", 3, &created);
+  ASSERT_EQ(file->Write("xxxxxxx", 7), 7u);
+  clock.Set(1001);
+  Add(*cache, "quick", 5);
+  // Seven bytes are on the disk, and none of them counts yet.
+  EXPECT_THAT(Listing(), ElementsAre("quick", "slow"));
+  clock.Set(1002);
+  cache->SetCachedFileState("slow", file.get(), true);
+  EXPECT_THAT(Listing(), ElementsAre("slow"));
+}
+
+TEST_F(FileCacheSetCachedFileState, ChangesNothingForANameOfNoFile) {
+  const ManagerPtr cache = Make(1000);
+  Write("b", "x");
+  qelFile file(FilePath("b").c_str(), qelFileModeRead);
+  for (const char* name : {"", "..", "a/b"})
+    cache->SetCachedFileState(name, &file, false);
+  EXPECT_TRUE(file.IsOpened());
 }
 
 TEST_F(FileCacheRemoveTempFile, RemovesFileAndRecord) {
@@ -347,6 +435,36 @@ TEST_F(FileCacheRemoveTempFile, LetsTheCallbackEmptyTheCache) {
   EXPECT_THAT(Listing(), IsEmpty());
 }
 
+// The calls that take no lock go on in another thread while the callback holds it.
+TEST_F(FileCacheRemoveTempFile, CallsBackInItsThreadWithTheLockHeld) {
+  const ManagerPtr cache = Make(1000);
+  Add(*cache, "a", 5);
+  struct Scene {
+    qelFileCacheManager* cache;
+    std::thread::id thread;
+    std::string path;
+    bool onDisk;
+    std::string folder;
+  } scene = {cache.get(), {}, "", true, FolderPath()};
+  cache->SetFileRemovedCallBack(
+      [](void* context, const char* name) {
+        Scene* seen = static_cast<Scene*>(context);
+        seen->thread = std::this_thread::get_id();
+        seen->onDisk = std::filesystem::exists(TempDir::Native(seen->folder + "/" + name));
+        std::thread([seen] {
+          seen->path = seen->cache->GetFullPath("b").c_str();
+          seen->cache->SetFileRemovedCallBack(nullptr, nullptr);
+        }).join();
+      },
+      &scene);
+  EXPECT_TRUE(cache->RemoveTempFile("a"));
+  EXPECT_EQ(scene.thread, std::this_thread::get_id());
+  EXPECT_EQ(scene.path, FilePath("b"));
+  EXPECT_FALSE(scene.onDisk);
+  Add(*cache, "a", 5);
+  EXPECT_TRUE(cache->RemoveTempFile("a"));
+}
+
 TEST_F(FileCacheEviction, RemovesTheFilesThatWereUsedLongestAgo) {
   ScopedClock clock(1000);
   const ManagerPtr cache = Make(30);
@@ -390,6 +508,24 @@ TEST_F(FileCacheEmpty, DeletesAllFilesWithoutTheCallback) {
   EXPECT_FALSE(Has(*cache, "a"));
 }
 
+TEST_F(FileCacheEmpty, StartsTheSumAfresh) {
+  ScopedClock clock(1000);
+  const ManagerPtr cache = Make(10);
+  Add(*cache, "a", 9);
+  EXPECT_TRUE(cache->Empty(false));
+  Add(*cache, "b", 10);
+  EXPECT_THAT(Listing(), ElementsAre("b"));
+}
+
+// More entries than a system hands out in one piece.
+TEST_F(FileCacheEmpty, DeletesALargeDirectory) {
+  const ManagerPtr cache = Make(1000);
+  for (int i = 0; i < 400; ++i)
+    Write("file with a name that takes some room " + std::to_string(i), "");
+  EXPECT_TRUE(cache->Empty(false));
+  EXPECT_THAT(Listing(), IsEmpty());
+}
+
 TEST_F(FileCacheEmpty, RemovesTheDirectoryWhenAsked) {
   LogCapture log;
   const ManagerPtr cache = Make(1000);
@@ -426,6 +562,103 @@ TEST(FileCacheManager, KeepsItsFilesWhenItIsDeleted) {
   const FilePtr file(cache->OpenCachedFile("a", &created, 3));
   cache.reset();
   EXPECT_TRUE(std::filesystem::exists(TempDir::Native(dir.Path() + "/a")));
+}
+
+// What another process does with the directory that it is started in: takes over what is there, looks
+// for "first" and writes what it found, adds "second" and removes "shared".
+TEST(FileCacheProcessChild, DISABLED_SharesADirectory) {
+  const std::string folder = std::filesystem::current_path().u8string();
+  const ManagerPtr cache(qelFileCacheManager::New(1000, folder.c_str(), "cache", ""));
+  ASSERT_NE(cache, nullptr);
+  bool created = true;
+  FilePtr file(cache->OpenCachedFile("first", &created, 1));
+  ASSERT_NE(file, nullptr);
+  ASSERT_FALSE(created);
+  char bytes[8] = "";
+  ASSERT_EQ(file->Read(bytes, sizeof bytes), 3);
+  file.reset(cache->OpenCachedFile("second", &created, 3));
+  ASSERT_TRUE(created);
+  ASSERT_EQ(file->Write(bytes, 3), 3u);
+  cache->SetCachedFileState("second", file.get(), true);
+  ASSERT_TRUE(cache->RemoveTempFile("shared"));
+}
+
+// Takes the directory over, changes it and starts anew, a number of times.
+TEST(FileCacheProcessChild, DISABLED_RestartsOverAndOver) {
+  const std::string folder = std::filesystem::current_path().u8string();
+  const LogCapture log; // the other process is in the way at times
+  std::mt19937 random(std::random_device{}());
+  for (int i = 0; i < 30; ++i) {
+    const ManagerPtr cache(qelFileCacheManager::New(300, folder.c_str(), "cache", ""));
+    ASSERT_NE(cache, nullptr);
+    for (int k = 0; k < 10; ++k) {
+      const std::string name(1, static_cast<char>('a' + random() % 6));
+      bool created = false;
+      const FilePtr file(cache->OpenCachedFile(name.c_str(), &created, 0));
+      if (created) {
+        ASSERT_EQ(file->Write(std::string(100, name[0]).data(), 100), 100u);
+        cache->SetCachedFileState(name.c_str(), file.get(), k % 4 != 0);
+      } else if (file == nullptr) {
+        cache->RemoveTempFile(name.c_str()); // the other process's, or one that vanished
+      }
+    }
+  }
+}
+
+namespace {
+
+// Runs a test of this program in a process of its own, in a directory.
+ProgramResult RunChild(const std::string& test, const std::string& folder) {
+  const qelOwnedText program(qelPath_GetApplicationFileName());
+  return RunProgram(
+      program.get(),
+      {"--gtest_also_run_disabled_tests", "--gtest_filter=FileCacheProcessChild.DISABLED_" + test},
+      folder);
+}
+
+} // namespace
+
+TEST(FileCacheProcess, FindsWhatAnotherLeftAndOutlivesWhatItTook) {
+  const TempDir dir;
+  const auto start = [&] {
+    return ManagerPtr(qelFileCacheManager::New(1000, dir.Path().c_str(), "cache", ""));
+  };
+  const ManagerPtr cache = start();
+  bool created = false;
+  for (const char* name : {"first", "shared"}) {
+    const FilePtr file(cache->OpenCachedFile(name, &created, 3));
+    ASSERT_EQ(file->Write("one", 3), 3u);
+    cache->SetCachedFileState(name, file.get(), true);
+  }
+  const ProgramResult child = RunChild("SharesADirectory", dir.Path());
+  ASSERT_EQ(child.status, 0) << child.out << child.err;
+
+  // A file that the other one took is made anew; one that it made is not known before a restart.
+  EXPECT_NE(FilePtr(cache->OpenCachedFile("shared", &created, 1)), nullptr);
+  EXPECT_TRUE(created);
+  {
+    const LogCapture log;
+    EXPECT_EQ(cache->OpenCachedFile("second", &created, 1), nullptr);
+  }
+  const ManagerPtr restarted = start();
+  const FilePtr file(restarted->OpenCachedFile("second", &created, 1));
+  ASSERT_NE(file, nullptr);
+  EXPECT_FALSE(created);
+  EXPECT_EQ(file->Length(), 3);
+}
+
+TEST(FileCacheProcess, RestartsOnADirectoryThatAnotherChanges) {
+  const TempDir dir;
+  ProgramResult results[2];
+  std::thread other([&] { results[1] = RunChild("RestartsOverAndOver", dir.Path()); });
+  results[0] = RunChild("RestartsOverAndOver", dir.Path());
+  other.join();
+  for (const ProgramResult& result : results)
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+  // What is left can be taken over, and emptied.
+  const ManagerPtr cache(qelFileCacheManager::New(300, dir.Path().c_str(), "cache", ""));
+  EXPECT_TRUE(cache->Empty(true));
+  EXPECT_FALSE(std::filesystem::exists(TempDir::Native(dir.Path("cache"))));
 }
 
 TEST_F(FileCacheStress, GivesEachThreadWholeFiles) {

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -24,6 +23,7 @@
 
 #include <qel/files/File.h>
 #include <qel/multiplatform/qelTime.h>
+#include <tests/posix/OwnMount.h>
 #include <tests/posix/Permissions.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/LogShape.h>
@@ -500,10 +500,13 @@ TEST_F(qelFileSetSizePosix, TellsAnEndThatCannotBeSet) {
 
 namespace {
 
-// What the operations give on a read-only file system at root, which holds the file "x".
+// What the operations give on the file system at root, which holds the file "x" and is made read-only.
 std::array<int, 8> StatusOnReadOnlyMedium(const std::string& root) {
   const std::string name = root + "/x";
   const std::string other = root + "/y";
+  if (::close(::open(name.c_str(), O_WRONLY | O_CREAT, 0666)) != 0 ||
+      ::mount(nullptr, root.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0)
+    _exit(1);
   void* fd = nullptr;
   std::array<int, 8> results = {qelFile_Open(name.c_str(), kRead | kWrite, 0, &fd),
                                 qelFile_Open(other.c_str(), kWrite | kCreate, 0, &fd),
@@ -516,56 +519,11 @@ std::array<int, 8> StatusOnReadOnlyMedium(const std::string& root) {
   return results;
 }
 
-bool WriteTo(const char* name, const std::string& text) {
-  const int fd = ::open(name, O_WRONLY | O_CLOEXEC);
-  const bool isWritten =
-      fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-  ::close(fd);
-  return isWritten;
-}
-
-// Gives this process mounts of its own; a user without privileges becomes root of them alone.
-bool UnshareMounts() {
-  if (::unshare(CLONE_NEWNS) == 0)
-    return true;
-  const std::string user = std::to_string(::geteuid());
-  const std::string group = std::to_string(::getegid());
-  return ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && WriteTo("/proc/self/setgroups", "deny") &&
-         WriteTo("/proc/self/uid_map", "0 " + user + " 1") &&
-         WriteTo("/proc/self/gid_map", "0 " + group + " 1");
-}
-
-// Runs StatusOnReadOnlyMedium in a child process with a mount of its own. False if it can't have one.
-bool RunOnReadOnlyMedium(const std::string& root, std::array<int, 8>* results) {
-  int ends[2];
-  if (::pipe(ends) != 0)
-    return false;
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const bool isMounted =
-        UnshareMounts() && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-        ::mount("tmpfs", root.c_str(), "tmpfs", 0, nullptr) == 0 &&
-        ::close(::open((root + "/x").c_str(), O_WRONLY | O_CREAT, 0666)) == 0 &&
-        ::mount(nullptr, root.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    if (isMounted) {
-      const std::array<int, 8> found = StatusOnReadOnlyMedium(root);
-      if (::write(ends[1], found.data(), sizeof found) != sizeof found)
-        _exit(2);
-    }
-    _exit(isMounted ? 0 : 1);
-  }
-  ::close(ends[1]);
-  const bool isRead = ::read(ends[0], results->data(), sizeof *results) == sizeof *results;
-  ::close(ends[0]);
-  int status = 0;
-  return child > 0 && ::waitpid(child, &status, 0) == child && status == 0 && isRead;
-}
-
 } // namespace
 
 TEST_F(qelFileReadOnlyMediumPosix, IsWriteProtected) {
   std::array<int, 8> results{};
-  if (!RunOnReadOnlyMedium(m_dir.Path(), &results))
+  if (!PlayOnOwnMount(m_dir.Path(), "", &StatusOnReadOnlyMedium, &results))
     GTEST_SKIP() << "this process may not mount a read-only file system";
   EXPECT_THAT(results, ElementsAre(-2, -2, 0, -2, -2, EROFS, 1, 0));
 }

@@ -72,3 +72,45 @@ TEST_F(FileCacheWin32, KeepsADirectoryWithAnOpenFile) {
   EXPECT_FALSE(cache->Empty(true));
   EXPECT_THAT(Listing(), ElementsAre("a"));
 }
+
+TEST_F(FileCacheWin32, CountsWhatItCannotDeleteAndTriesItFirst) {
+  ScopedClock clock(1000);
+  const ManagerPtr cache = Make(20);
+  Removals removals(*cache);
+  Add(*cache, "a", 5);
+  clock.Set(1001);
+  Add(*cache, "b", 5);
+  bool created = true;
+  FilePtr reader = Open(*cache, "b", 1, &created);
+  ASSERT_NE(reader, nullptr);
+  EXPECT_FALSE(cache->RemoveTempFile("b"));
+  EXPECT_EQ(Open(*cache, "b", 1, &created), nullptr);
+  EXPECT_FALSE(created);
+  char bytes[8];
+  EXPECT_EQ(reader->Read(bytes, sizeof bytes), 5);
+  reader.reset();
+  EXPECT_THAT(removals.names, IsEmpty());
+  // It is the younger one.
+  clock.Set(1002);
+  Add(*cache, "c", 11);
+  EXPECT_THAT(removals.names, ElementsAre("b"));
+}
+
+TEST_F(FileCacheWin32, KeepsAFileThatItsWriterCompletesWhileAnotherReads) {
+  ScopedClock clock(1000);
+  const ManagerPtr cache = Make(10);
+  Removals removals(*cache);
+  Add(*cache, "a", 5);
+  bool created = true;
+  const FilePtr reader = Open(*cache, "a", 1, &created);
+  ASSERT_NE(reader, nullptr);
+  FilePtr writer = Open(*cache, "w", 3, &created);
+  ASSERT_NE(writer, nullptr);
+  EXPECT_EQ(writer->Write("xxxxxxxx", 8), 8u);
+  // Neither can be deleted, since both are open; the check steps over them and ends.
+  cache->SetCachedFileState("w", writer.get(), true);
+  EXPECT_THAT(Listing(), ElementsAre("a", "w"));
+  writer.reset();
+  EXPECT_TRUE(cache->RemoveTempFile("w"));
+  EXPECT_THAT(removals.names, ElementsAre("w"));
+}
