@@ -497,6 +497,18 @@ TEST_F(FileCacheEviction, SparesFilesThatAreBeingWritten) {
   EXPECT_THAT(Listing(), ElementsAre("b", "w"));
 }
 
+// A file as large as all together leaves the sum as it is, so the check comes to the file in writing.
+TEST_F(FileCacheEviction, StopsAtAFileThatIsBeingWrittenAboveTheLimitToo) {
+  const LogCapture log;
+  const ManagerPtr cache = Make(10);
+  Removals removals(*cache);
+  bool created = false;
+  const FilePtr writer = Open(*cache, "w", 3, &created);
+  Add(*cache, "big", 20);
+  EXPECT_TRUE(OnDisk("w"));
+  EXPECT_EQ(std::count(removals.names.begin(), removals.names.end(), "w"), 0);
+}
+
 TEST_F(FileCacheEmpty, DeletesAllFilesWithoutTheCallback) {
   const ManagerPtr cache = Make(1000);
   Removals removals(*cache);
@@ -505,7 +517,10 @@ TEST_F(FileCacheEmpty, DeletesAllFilesWithoutTheCallback) {
   EXPECT_TRUE(cache->Empty(false));
   EXPECT_THAT(Listing(), IsEmpty());
   EXPECT_THAT(removals.names, IsEmpty());
-  EXPECT_FALSE(Has(*cache, "a"));
+  // Nothing of it is known any more.
+  bool created = false;
+  EXPECT_NE(Open(*cache, "a", 3, &created), nullptr);
+  EXPECT_TRUE(created);
 }
 
 TEST_F(FileCacheEmpty, StartsTheSumAfresh) {
@@ -513,8 +528,10 @@ TEST_F(FileCacheEmpty, StartsTheSumAfresh) {
   const ManagerPtr cache = Make(10);
   Add(*cache, "a", 9);
   EXPECT_TRUE(cache->Empty(false));
+  Removals removals(*cache);
   Add(*cache, "b", 10);
   EXPECT_THAT(Listing(), ElementsAre("b"));
+  EXPECT_THAT(removals.names, IsEmpty());
 }
 
 // More entries than a system hands out in one piece.
@@ -691,4 +708,45 @@ TEST_F(FileCacheStress, GivesEachThreadWholeFiles) {
   for (std::thread& thread : threads)
     thread.join();
   EXPECT_GT(opened, rounds);
+}
+
+// Files are taken from under writers and readers, so only the bookkeeping is looked at.
+TEST_F(FileCacheStress, KeepsItsRecordsWhateverIsRemoved) {
+  const LogCapture log;
+  const ManagerPtr cache = Make(250);
+  std::atomic<int> removed{0};
+  cache->SetFileRemovedCallBack(
+      [](void* context, const char*) { ++*static_cast<std::atomic<int>*>(context); }, &removed);
+  const int rounds = StressRounds();
+  const auto use = [&](unsigned seed) {
+    std::mt19937 random(seed);
+    for (int i = 0; i < rounds; ++i) {
+      const std::string name(1, static_cast<char>('a' + random() % 6));
+      if (random() % 4 == 0) {
+        cache->RemoveTempFile(name.c_str());
+        EXPECT_EQ(cache->GetFullPath(name.c_str()).c_str(), FilePath(name));
+      } else if (random() % 16 == 0) {
+        cache->Empty(false);
+      } else {
+        bool created = false;
+        const FilePtr file(cache->OpenCachedFile(name.c_str(), &created, 0));
+        if (!created)
+          continue;
+        const std::string bytes(100, name[0]);
+        EXPECT_EQ(file->Write(bytes.data(), bytes.size()), bytes.size());
+        cache->SetCachedFileState(name.c_str(), file.get(), i % 5 != 0);
+      }
+    }
+  };
+  std::vector<std::thread> threads;
+  for (unsigned seed = 1; seed <= 3; ++seed)
+    threads.emplace_back(use, seed);
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_GT(removed, 0);
+  EXPECT_TRUE(cache->Empty(false));
+  EXPECT_THAT(Listing(), IsEmpty());
+  Add(*cache, "a", 100);
+  Add(*cache, "b", 100);
+  EXPECT_THAT(Listing(), ElementsAre("a", "b"));
 }

@@ -338,12 +338,33 @@ TEST_F(FileCachePosix, StepsOverFilesThatItCannotDelete) {
   EXPECT_THAT(removals.names, ElementsAre("a", "b"));
 }
 
+// Also what was being written goes by its age, which counts from its creation.
+TEST_F(FileCachePosix, RemovesTheOldestFirstOfWhatItCouldNotDelete) {
+  ScopedClock clock(1000);
+  const ManagerPtr cache = Make(10);
+  Removals removals(*cache);
+  Add(*cache, "a", 5);
+  clock.Set(1001);
+  bool created = false;
+  const FilePtr writer = Open(*cache, "w", 3, &created);
+  {
+    const LockedFolder locked(FolderPath());
+    ASSERT_TRUE(locked.IsLocked());
+    EXPECT_FALSE(cache->RemoveTempFile("a"));
+    EXPECT_FALSE(cache->RemoveTempFile("w"));
+  }
+  clock.Set(1002);
+  Add(*cache, "b", 7);
+  EXPECT_THAT(removals.names, ElementsAre("a"));
+}
+
 TEST_F(FileCachePosix, ReportsADirectoryThatItCannotEmpty) {
   const ManagerPtr cache = Make(20);
   Add(*cache, "a", 15);
   {
     const LockedFolder locked(FolderPath());
     ASSERT_TRUE(locked.IsLocked());
+    EXPECT_FALSE(cache->Empty(false));
     EXPECT_FALSE(cache->Empty(true));
   }
   EXPECT_THAT(Listing(), ElementsAre("a"));
