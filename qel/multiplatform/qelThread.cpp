@@ -126,7 +126,7 @@ int qelOSThread_Start(qelOSThread* thread) {
 // waits for the end can do nothing else, and must not wait twice.
 // Pinned by QelOSThreadFaults.JoinCountsAsJoinedWhenTheWaitFails.
 int qelOSThread_Join(qelOSThread* thread) {
-  if (thread->detached != qelOSThreadJoinable)
+  if (thread == nullptr || thread->detached != qelOSThreadJoinable)
     return 1;
   if (thread->state == qelOSThreadStateJoined)
     return 0;

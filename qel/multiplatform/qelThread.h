@@ -10,8 +10,8 @@
 // No code of the body runs ahead of qelOSThread_Start. Nothing ever ends a thread
 // by force.
 //
-// ERRORS: 0 or 1, as each function says; every failure writes a level-1 line of
-// module 7.
+// ERRORS: 0 or 1, as each function says; what the system refuses writes a level-1
+// line of module 7.
 // OWNERSHIP: a record has two holders, its owner and its thread, and the last of
 // them releases it. The owner lets go with qelOSThread_Delete, also of a detached
 // thread; the thread does when its body has ended.
@@ -80,8 +80,8 @@ qelOSThread* qelOSThread_Create(const qelOSThread_Data* data);
 int qelOSThread_Start(qelOSThread* thread);
 
 // Waits without limit until the thread has ended. Returns 0, also when the system refuses the wait,
-// which is logged; 1, at once, for a detached thread. A thread joined already gives 0 at once. One
-// never started counts as joined from then on, without a wait.
+// which is logged; 1, at once, for a detached thread and for null. A thread joined already gives 0 at
+// once. One never started counts as joined from then on, without a wait.
 // REQUIRES: the caller is not the thread itself.
 int qelOSThread_Join(qelOSThread* thread);
 

@@ -79,7 +79,8 @@ protected:
   int ThreadCreate();
 
   // Waits without limit for the end of a released thread; a detached one is not waited for, which is
-  // logged. The state is 7 afterwards, also of a thread never released.
+  // logged. The state is 7 afterwards, also of a thread never released. The second time there is
+  // nothing to wait for; where no thread was ever made, that is logged.
   void ThreadWaitTerminate();
 
   // 0 to 100; see qelOSThread_SetPriority. A failure stands in the log only.

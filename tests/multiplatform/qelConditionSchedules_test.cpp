@@ -588,6 +588,16 @@ TEST(QelOSConditionExplorer, ReportsAStepThatTheModelDoesNotTake) {
   }
 }
 
+TEST(QelOSConditionExplorer, ReportsALockThatAnotherHolds) {
+  const auto careless = [] {
+    qelOSMutex_Lock(&innerLock);
+    qelOSMutex_Unlock(&innerLock);
+    qelOSMutex_Unlock(&innerLock);
+  };
+  Explorer explorer({Role::Signal}, {nullptr, careless, nullptr});
+  EXPECT_EQ(explorer.Walk(), "unlocked by another: 0-lock-inner 0-unlock-inner 0-unlock-inner");
+}
+
 TEST(QelOSConditionExplorer, ReportsCountersChangedWithoutTheLock) {
   const auto careless = [] {
     qelOSMutex_Lock(&innerLock);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <vector>
 
@@ -15,6 +16,15 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
+
+// Whether the mallocs of this thread fail.
+static thread_local bool noMemory = false;
+
+// The program is linked so that every malloc of the library comes through here.
+extern "C" void* __real_malloc(size_t size);
+extern "C" void* __wrap_malloc(size_t size) {
+  return noMemory ? nullptr : __real_malloc(size);
+}
 
 namespace {
 
@@ -74,6 +84,20 @@ TEST(QelOSThreadCreate, RunsNothingAheadOfTheStart) {
     EXPECT_EQ(scene.ran.load(), i + 1);
     qelOSThread_Delete(thread);
   }
+}
+
+TEST(QelOSThreadCreate, LogsThatThereIsNoMemory) {
+  Scene scene;
+  LogCapture log;
+  noMemory = true;
+  qelOSThread* thread = scene.Create();
+  noMemory = false;
+  EXPECT_EQ(thread, nullptr);
+  const std::vector<CapturedLine> lines = log.Lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].text, "qelOSThread: Cannot allocate memory for a thread\n");
+  EXPECT_EQ(lines[0].module, 7u);
+  EXPECT_EQ(lines[0].level, 1u);
 }
 
 TEST(QelOSThreadCreate, LogsAStackThatNoSystemGives) {
@@ -193,6 +217,12 @@ TEST(QelOSThreadJoin, GivesOneAtOnceForADetachedThread) {
   EXPECT_EQ(qelOSThread_Join(thread), 1);
   EXPECT_EQ(thread->state.load(), 2);
   qelOSThread_Delete(thread);
+}
+
+TEST(QelOSThreadJoin, GivesOneForNull) {
+  LogCapture log;
+  EXPECT_EQ(qelOSThread_Join(nullptr), 1);
+  EXPECT_THAT(log.Texts(), IsEmpty());
 }
 
 TEST(QelOSThreadDelete, IgnoresNull) {

@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <pthread.h>
+#include <semaphore.h>
 #include <sys/resource.h>
 #include <time.h>
 #include <unistd.h>
@@ -43,9 +44,37 @@ struct Script {
 
 Script script;
 
+thread_local int failingMalloc = 0; // which malloc of this thread fails, from 1; 0 for none
+int failingCreate = 0;              // the error number of a new thread, or 0
+std::atomic<int> waits{0};          // how many waits for a semaphore were begun
+std::atomic<int> waitInterrupts{0}; // how many of those to come a signal interrupts
+
 } // namespace
 
 extern "C" {
+void* __real_malloc(size_t size);
+void* __wrap_malloc(size_t size) {
+  if (failingMalloc != 0 && --failingMalloc == 0)
+    return nullptr;
+  return __real_malloc(size);
+}
+
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                          void* arg);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                          void* arg) {
+  return failingCreate != 0 ? failingCreate : __real_pthread_create(thread, attributes, body, arg);
+}
+
+int __real_sem_wait(sem_t* semaphore);
+int __wrap_sem_wait(sem_t* semaphore) {
+  waits += 1;
+  if (waitInterrupts.fetch_sub(1) <= 0)
+    return __real_sem_wait(semaphore);
+  errno = EINTR;
+  return -1;
+}
+
 int __real_pthread_join(pthread_t thread, void** result);
 int __wrap_pthread_join(pthread_t thread, void** result) {
   return script.failing != 0 ? script.failing : __real_pthread_join(thread, result);
@@ -157,6 +186,22 @@ TEST_F(QelOSThreadFaults, LogAFailedCreation) {
   Scene scene;
   script.failing = ENOMEM;
   EXPECT_EQ(scene.Create(), nullptr);
+  ExpectLine("qelOSThread: Cannot create thread (error = 12)\n");
+}
+
+TEST_F(QelOSThreadFaults, LogAThreadThatTheSystemRefuses) {
+  Scene scene;
+  failingCreate = EAGAIN;
+  EXPECT_EQ(scene.Create(), nullptr);
+  failingCreate = 0;
+  ExpectLine("qelOSThread: Cannot create thread (error = 11)\n");
+}
+
+TEST_F(QelOSThreadFaults, LogAThreadWithoutMemoryForItsHandle) {
+  Scene scene;
+  failingMalloc = 2;
+  EXPECT_EQ(scene.Create(), nullptr);
+  EXPECT_EQ(failingMalloc, 0);
   ExpectLine("qelOSThread: Cannot create thread (error = 12)\n");
 }
 
@@ -288,6 +333,24 @@ TEST_F(QelOSThreadCreate, GivesTheSystemsStackForOne) {
   uint64_t below = 0;
   RunOnThread([&] { below = StackBelow(); }, /*stackSize=*/1);
   EXPECT_GT(below, usual / 2);
+}
+
+// Neither side takes a signal for the other's post: the creation's wait and the thread's own at its
+// gate are begun again.
+TEST_F(QelOSThreadCreate, WaitsOnWhenASignalInterruptsIt) {
+  std::atomic<bool> started{false};
+  bool early = true;
+  Scene scene;
+  scene.body = [&] { early = !started; };
+  waits = 0;
+  waitInterrupts = 6;
+  qelOSThread* thread = scene.Create();
+  started = true;
+  EXPECT_EQ(qelOSThread_Start(thread), 0);
+  EXPECT_EQ(qelOSThread_Join(thread), 0);
+  qelOSThread_Delete(thread);
+  EXPECT_FALSE(early);
+  EXPECT_EQ(waits.load(), 6 + 2);
 }
 
 using QelOSThreadSleep = QelOSThreadPosix;

@@ -465,6 +465,26 @@ TEST(QelListenerWorkerThreadStop, MayBeRepeated) {
   EXPECT_EQ(log.All(), "");
 }
 
+// Its owner need not remember that there was no start, or that it failed.
+TEST(QelListenerWorkerThreadStop, MayBeRepeatedWithoutAThread) {
+  for (const bool failed : {false, true}) {
+    LogCapture log;
+    Worker worker;
+    if (failed) {
+      noThread = true;
+      EXPECT_EQ(worker.Start(), 1);
+      noThread = false;
+      log.Clear();
+    }
+    worker.Stop();
+    EXPECT_EQ(log.All(), "");
+    worker.Stop();
+    EXPECT_EQ(worker.GetThreadState(), 7);
+    EXPECT_EQ(log.All(), "Error waiting termination of thread 'qelListenerWorkerThread' "
+                         "(Error = 1)\n");
+  }
+}
+
 TEST(QelListenerWorkerThreadStop, GoesThroughTheVirtualThreadCancel) {
   class Cancelled : public Worker {
   public:

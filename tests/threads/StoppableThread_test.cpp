@@ -22,6 +22,57 @@ using testing::IsEmpty;
 
 namespace {
 
+// What stands in for the calls that the class makes of the plain layer; where there is nothing, they
+// go through. Only one test at a time has some, as long as no thread of another one is left.
+struct Calls {
+  std::function<void(qelULong)> sleep;
+  std::function<int(qelOSThread*)> start;
+  std::function<int(qelOSThread*)> join;
+  std::function<void(const char*)> setName;
+  std::function<int(qelOSThread*, unsigned short)> setPriority;
+};
+
+Calls calls;
+
+// Takes them away in the end.
+struct CallsOfThisTest {
+  ~CallsOfThisTest() { calls = Calls(); }
+};
+
+} // namespace
+
+// The program is linked so that these calls come through here.
+extern "C" {
+void REAL_SLEEP(qelULong ms);
+void WRAPPED_SLEEP(qelULong ms) {
+  calls.sleep ? calls.sleep(ms) : REAL_SLEEP(ms);
+}
+
+int __real__Z17qelOSThread_StartP11qelOSThread(qelOSThread* thread);
+int __wrap__Z17qelOSThread_StartP11qelOSThread(qelOSThread* thread) {
+  return calls.start ? calls.start(thread) : __real__Z17qelOSThread_StartP11qelOSThread(thread);
+}
+
+int __real__Z16qelOSThread_JoinP11qelOSThread(qelOSThread* thread);
+int __wrap__Z16qelOSThread_JoinP11qelOSThread(qelOSThread* thread) {
+  return calls.join ? calls.join(thread) : __real__Z16qelOSThread_JoinP11qelOSThread(thread);
+}
+
+void __real__Z19qelOSThread_SetNamePKc(const char* name);
+void __wrap__Z19qelOSThread_SetNamePKc(const char* name) {
+  calls.setName ? calls.setName(name) : __real__Z19qelOSThread_SetNamePKc(name);
+}
+
+int __real__Z23qelOSThread_SetPriorityP11qelOSThreadt(qelOSThread* thread, unsigned short priority);
+int __wrap__Z23qelOSThread_SetPriorityP11qelOSThreadt(qelOSThread* thread,
+                                                      unsigned short priority) {
+  return calls.setPriority ? calls.setPriority(thread, priority)
+                           : __real__Z23qelOSThread_SetPriorityP11qelOSThreadt(thread, priority);
+}
+}
+
+namespace {
+
 // Runs a function of the test and shows what a subclass sees.
 class OpenThread : public qelStoppableThread {
 public:
@@ -129,6 +180,18 @@ TEST(QelStoppableThread, GoesUpThroughItsStates) {
   EXPECT_EQ(thread.GetThreadState(), 7);
 }
 
+TEST(QelStoppableThread, IsDeletedWithoutAJoin) {
+  CallsOfThisTest cleanup;
+  int joins = 0;
+  calls.join = [&](qelOSThread*) { return joins += 1; };
+  {
+    OpenThread thread;
+    EXPECT_EQ(thread.ThreadCreate(), 0);
+    thread.Go(6);
+  }
+  EXPECT_EQ(joins, 0);
+}
+
 TEST(QelStoppableThread, CanBeDeletedWithoutAThread) {
   OpenThread created;
   created.m_body = [](OpenThread*) { ADD_FAILURE() << "ran without Go"; };
@@ -225,7 +288,26 @@ TEST(QelStoppableThreadThreadSetData, LetsASubclassChooseAStackSize) {
   EXPECT_EQ(sum.load(), 0x300);
 }
 
+TEST(QelStoppableThreadGo, RaisesTheStateAheadOfTheRelease) {
+  CallsOfThisTest cleanup;
+  OpenThread thread;
+  qelOSThread* released = nullptr;
+  int state = -1;
+  calls.start = [&](qelOSThread* started) {
+    released = started;
+    state = thread.GetThreadState();
+    return __real__Z17qelOSThread_StartP11qelOSThread(started);
+  };
+  EXPECT_EQ(thread.ThreadCreate(), 0);
+  thread.Go(0);
+  thread.ThreadWaitTerminate();
+  EXPECT_EQ(released, thread.m_thread);
+  EXPECT_EQ(state, 2);
+}
+
 TEST(QelStoppableThreadGo, ReturnsAtOnceWithAStateUpToTwo) {
+  CallsOfThisTest cleanup;
+  calls.sleep = [](qelULong) { ADD_FAILURE() << "slept"; };
   for (int minState : {-1, 0, 1, 2}) {
     OpenThread thread;
     Gate gate(2);
@@ -251,6 +333,28 @@ TEST(QelStoppableThreadGo, WaitsUntilTheStateIsReached) {
   Finish(&thread);
 }
 
+TEST(QelStoppableThreadGo, LooksEveryTenMilliseconds) {
+  CallsOfThisTest cleanup;
+  OpenThread thread;
+  std::atomic<bool> inside{false};
+  thread.m_body = [&](OpenThread* self) {
+    inside = true;
+    RunUntilAsked(self);
+  };
+  std::vector<qelULong> sleeps;
+  calls.sleep = [&](qelULong ms) {
+    sleeps.push_back(ms);
+    if (sleeps.size() < 4)
+      return;
+    AwaitThat([&] { return inside.load(); }); // its own 3 is written
+    thread.m_state = 4;
+  };
+  EXPECT_EQ(thread.ThreadCreate(), 0);
+  thread.Go(4);
+  EXPECT_THAT(sleeps, ElementsAre(10u, 10u, 10u, 10u));
+  Finish(&thread);
+}
+
 TEST(QelStoppableThreadGo, WaitsForTheEndWithSix) {
   OpenThread thread;
   std::atomic<bool> ran{false};
@@ -272,6 +376,21 @@ TEST(QelStoppableThreadGo, IgnoresAFailedRelease) {
   EXPECT_THAT(log.Texts(), ElementsAre("qelOSThread: cannot start thread\n"));
   EXPECT_EQ(thread.GetThreadState(), 2);
   Finish(&thread);
+}
+
+TEST(QelStoppableThreadGo, LooksOnAfterAFailedRelease) {
+  CallsOfThisTest cleanup;
+  OpenThread thread;
+  thread.m_body = [](OpenThread*) { ADD_FAILURE() << "ran without a release"; };
+  int sleeps = 0;
+  calls.start = [](qelOSThread*) { return 1; };
+  calls.sleep = [&](qelULong) {
+    if (++sleeps == 100)
+      thread.m_state = 3;
+  };
+  EXPECT_EQ(thread.ThreadCreate(), 0);
+  thread.Go(3);
+  EXPECT_EQ(sleeps, 100);
 }
 
 TEST(QelStoppableThreadThreadCancel, DoesNothingAheadOfGo) {
@@ -315,6 +434,22 @@ TEST(QelStoppableThreadTestExit, StaysTrueWhenASubclassLowersTheState) {
     EXPECT_EQ(thread.GetThreadState(), state < 5 ? 5 : state);
     EXPECT_TRUE(thread.m_cancelled);
   }
+}
+
+TEST(QelStoppableThreadEntry, PublishesTheNameAheadOfThree) {
+  CallsOfThisTest cleanup;
+  OpenThread thread(/*kind=*/0, "published");
+  std::string name;
+  int state = -1;
+  calls.setName = [&](const char* text) {
+    name = text;
+    state = thread.GetThreadState();
+  };
+  EXPECT_EQ(thread.ThreadCreate(), 0);
+  thread.Go(0);
+  thread.ThreadWaitTerminate();
+  EXPECT_EQ(name, "published");
+  EXPECT_EQ(state, 2);
 }
 
 // The thread is held ahead of its own first write, so that the cancellation comes in between.
@@ -402,6 +537,16 @@ TEST(QelStoppableThreadThreadWaitTerminate, ReturnsAtOnceTheSecondTime) {
   EXPECT_THAT(log.Texts(), IsEmpty());
 }
 
+TEST(QelStoppableThreadThreadWaitTerminate, MayBeRepeatedWithoutAThread) {
+  OpenThread thread(/*kind=*/0, "none");
+  LogCapture log;
+  thread.ThreadWaitTerminate();
+  EXPECT_THAT(log.Texts(), IsEmpty());
+  thread.ThreadWaitTerminate();
+  EXPECT_EQ(thread.GetThreadState(), 7);
+  EXPECT_THAT(log.Texts(), ElementsAre("Error waiting termination of thread 'none' (Error = 1)\n"));
+}
+
 // It doesn't wait for a detached thread, whose own last write then stands.
 TEST(QelStoppableThreadThreadWaitTerminate, LogsThatADetachedThreadIsNotWaitedFor) {
   OpenThread thread(/*kind=*/-1, "free");
@@ -433,11 +578,26 @@ TEST(QelStoppableThreadInThreadContext, IsAlwaysFalse) {
 }
 
 TEST(QelStoppableThreadThreadSetPriority, ReachesTheThreadAheadOfGo) {
+  CallsOfThisTest cleanup;
   OpenThread thread;
   EXPECT_EQ(thread.ThreadCreate(), 0);
+  std::vector<int> priorities;
+  calls.setPriority = [&](qelOSThread* asked, unsigned short priority) {
+    EXPECT_EQ(asked, thread.m_thread);
+    priorities.push_back(priority);
+    return __real__Z23qelOSThread_SetPriorityP11qelOSThreadt(asked, priority);
+  };
   LogCapture log;
   thread.ThreadSetPriority(10);
   EXPECT_THAT(log.Texts(), IsEmpty());
+  // What the plain layer says of it goes no further.
+  calls.setPriority = [&](qelOSThread*, unsigned short priority) {
+    priorities.push_back(priority);
+    return 1;
+  };
+  thread.ThreadSetPriority(65535);
+  EXPECT_THAT(log.Texts(), IsEmpty());
+  EXPECT_THAT(priorities, ElementsAre(10, 65535));
 }
 
 TEST(QelStoppableThreadThreadSleep, PassesItsTime) {
