@@ -58,6 +58,10 @@ struct Call {
   }
 };
 
+// The counters of a thread that does not hold the condition's lock: what it reads there tells it
+// nothing, so the code's own variables depend on nothing but its answers.
+constexpr int8_t kHidden = 77;
+
 // How a call was answered, and the counters that the thread saw then.
 struct Answer {
   int8_t result = 0;
@@ -138,6 +142,8 @@ enum class Flaw {
   TimeOutOnlyTakes,        // it takes the pending post and does not acknowledge
   TimeOutOnlyAcknowledges, // it acknowledges and leaves the post
   OuterLockFirst,          // a waiter takes the outer lock back before it acknowledges
+  SignalLooksTooEarly,     // a signaller counts the sleepers before it holds `lock`
+  WaitLooksTooEarly,       // a waiter looks at signals before it holds `lock`
 };
 
 // The condition as steps. Each statement that makes a call is one, with what follows it up to the
@@ -147,8 +153,10 @@ struct Model {
 
   // qelOSCondition_Signal and _Broadcast: both are Wake.
   void Wake(int limit) const {
+    const int early = condition.waiting - condition.signals;
     qelOSMutex_Lock(&innerLock); // S1, and the count of those to wake
-    int count = std::min(condition.waiting - condition.signals, limit);
+    const int sleeping = condition.waiting - condition.signals;
+    int count = std::min(flaw == Flaw::SignalLooksTooEarly ? early : sleeping, limit);
     if (flaw == Flaw::SignalIgnoresTheSecond && condition.signals > 0)
       count = 0;
     if (flaw == Flaw::SignalWithoutALook)
@@ -170,8 +178,9 @@ struct Model {
     const int result = qelOSSemaphore_WaitTimeout(&waitSem, ms); // W4, AwaitPost
     if (flaw == Flaw::OuterLockFirst)
       qelOSMutex_Lock(&outerLock);
+    const int early = condition.signals;
     qelOSMutex_Lock(&innerLock); // W5, EndWait, and the look at signals in TakesSignal
-    if (condition.signals > 0 && Takes(result)) {
+    if ((flaw == Flaw::WaitLooksTooEarly ? early : condition.signals) > 0 && Takes(result)) {
       if (!Forgets(result))
         qelOSSemaphore_Post(&doneSem); // W7, EndWait
       condition.signals -= 1;
@@ -269,6 +278,10 @@ struct State {
   int8_t owed = 0; // signals that found a sleeper, less those that have reached one
   std::vector<Thread> threads;
 
+  bool HoldsInnerLock(size_t index) const {
+    return holders[innerLock.id] == static_cast<int>(index);
+  }
+
   // What tells two states apart. Threads of one role may be exchanged for each other, so they come
   // in the order of what they know; whose a lock is belongs to that.
   std::string Key(const std::vector<Role>& roles) const {
@@ -330,40 +343,38 @@ private:
   }
 
   // Runs the code of a thread through its answers to its next call.
-  static void RunCode(const Functions& functions, Role role, State* state, Thread* thread) {
+  void RunCode(const Functions& functions, State* state, size_t index) {
+    Thread* thread = &state->threads[index];
     answers = &thread->answers;
     answered = 0;
-    condition.waiting = state->waiting;
-    condition.signals = state->signals;
+    condition.waiting = kHidden;
+    condition.signals = kHidden;
     thread->finished = false;
     try {
-      Play(role, functions);
+      Play(m_roles[index], functions);
       thread->finished = true;
     } catch (const Frontier& frontier) {
       thread->next = frontier.call;
     }
-    state->waiting = static_cast<int8_t>(condition.waiting);
-    state->signals = static_cast<int8_t>(condition.signals);
+    if (state->HoldsInnerLock(index)) {
+      state->waiting = static_cast<int8_t>(condition.waiting);
+      state->signals = static_cast<int8_t>(condition.signals);
+    } else if (condition.waiting != kHidden || condition.signals != kHidden) {
+      Fail("counters changed without the lock");
+    }
   }
 
   void Run(State* state, size_t index) {
-    Thread* thread = &state->threads[index];
-    const int waiting = state->waiting;
-    const int signals = state->signals;
-    if (m_other.wait) {
-      State twin = *state;
-      Thread* other = &twin.threads[index];
-      RunCode(m_other, m_roles[index], &twin, other);
-      RunCode(m_functions, m_roles[index], state, thread);
-      if (other->finished != thread->finished || twin.waiting != state->waiting ||
-          twin.signals != state->signals || (!thread->finished && !(other->next == thread->next)))
-        Fail("different steps");
-    } else {
-      RunCode(m_functions, m_roles[index], state, thread);
-    }
-    if ((state->waiting != waiting || state->signals != signals) &&
-        state->holders[innerLock.id] != static_cast<int>(index))
-      Fail("counters changed without the lock");
+    State twin = *state;
+    RunCode(m_functions, state, index);
+    if (!m_other.wait)
+      return;
+    RunCode(m_other, &twin, index);
+    const Thread& thread = state->threads[index];
+    const Thread& other = twin.threads[index];
+    if (other.finished != thread.finished || twin.waiting != state->waiting ||
+        twin.signals != state->signals || (!thread.finished && !(other.next == thread.next)))
+      Fail("different steps");
   }
 
   // Whether a call can go on, with which result.
@@ -403,7 +414,9 @@ private:
       state->owed =
           static_cast<int8_t>(state->owed + std::min(state->waiting - state->signals, limit));
     }
-    thread->answers.push_back({static_cast<int8_t>(result), state->waiting, state->signals});
+    const bool sees = state->HoldsInnerLock(index);
+    thread->answers.push_back({static_cast<int8_t>(result), sees ? state->waiting : kHidden,
+                               sees ? state->signals : kHidden});
     // The code's own variables: the result of a wait, and how many a signaller is to wake. What a
     // waiter sees of the counters it uses up ahead of its next call.
     thread->knows += static_cast<char>(result);
@@ -569,6 +582,7 @@ TEST(QelOSConditionExplorer, ReportsBrokenModels) {
       {Flaw::TimeOutOnlyTakes, {Role::Signal, limited}, "deadlock"},
       {Flaw::TimeOutOnlyAcknowledges, {Role::Signal, limited}, "stale post"},
       {Flaw::OuterLockFirst, {Role::SignalLocked, Role::Wait}, "deadlock"},
+      {Flaw::SignalLooksTooEarly, {Role::Signal, Role::Wait}, "lost signal"},
   };
   for (const auto& row : rows)
     EXPECT_EQ(FaultOf(row.flaw, row.roles), row.fault) << static_cast<int>(row.flaw);
@@ -578,7 +592,8 @@ TEST(QelOSConditionExplorer, ReportsAStepThatTheModelDoesNotTake) {
   const Flaw flaws[] = {
       Flaw::NoAcknowledgement,       Flaw::SignalDoesNotWait,       Flaw::SignalIgnoresTheSecond,
       Flaw::SignalWithoutALook,      Flaw::TimeOutLeavesThePost,    Flaw::TimeOutOnlyTakes,
-      Flaw::TimeOutOnlyAcknowledges, Flaw::TimeOutSleepsForThePost, Flaw::OuterLockFirst};
+      Flaw::TimeOutOnlyAcknowledges, Flaw::TimeOutSleepsForThePost, Flaw::OuterLockFirst,
+      Flaw::SignalLooksTooEarly,     Flaw::WaitLooksTooEarly};
   for (Flaw flaw : flaws) {
     Explorer explorer({Role::Signal, Role::Signal, Role::WaitLimited, Role::WaitLimited},
                       FunctionsOfCode());
