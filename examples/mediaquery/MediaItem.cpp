@@ -18,19 +18,23 @@ public:
   FileSource(qelFile& file, uint64_t size) : m_file(file), m_size(size) {}
 
   size_t Read(uint64_t offset, void* buffer, size_t n) override {
-    if (!IsInWindow(offset, n) && !MoveWindow(offset))
-      return 0;
-    const size_t skipped = static_cast<size_t>(offset - m_start);
-    const size_t count = std::min(n, m_length - std::min(m_length, skipped));
-    std::memcpy(buffer, m_window + skipped, count);
+    uint8_t* const bytes = static_cast<uint8_t*>(buffer);
+    size_t count = 0;
+    // A plug-in may ask for more than the window holds.
+    while (count < n && (IsInWindow(offset + count) || MoveWindow(offset + count))) {
+      const size_t skipped = static_cast<size_t>(offset + count - m_start);
+      const size_t part = std::min(n - count, m_length - skipped);
+      std::memcpy(bytes + count, m_window + skipped, part);
+      count += part;
+    }
     return count;
   }
 
   uint64_t Size() override { return m_size; }
 
 private:
-  bool IsInWindow(uint64_t offset, size_t n) const {
-    return offset >= m_start && offset - m_start <= m_length && n <= m_length - (offset - m_start);
+  bool IsInWindow(uint64_t offset) const {
+    return offset >= m_start && offset - m_start < m_length;
   }
 
   bool MoveWindow(uint64_t offset) {

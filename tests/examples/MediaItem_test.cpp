@@ -83,6 +83,30 @@ TEST_F(MediaItem, ReadsAHeaderThatLiesFarFromTheStart) {
   EXPECT_EQ(Get("he"), "48");
 }
 
+TEST_F(MediaItem, GivesAReaderAllTheBytesThatItAsksFor) {
+  std::string content;
+  for (int i = 0; i < 2000; ++i)
+    content += static_cast<char>(i * i >> 3);
+  dir.Write("large.any", content);
+  const auto read = [](ByteSource& source, uint64_t offset, size_t n) {
+    std::string bytes(n, '?');
+    bytes.resize(source.Read(offset, &bytes[0], n));
+    return bytes;
+  };
+  const auto check = [&](ByteSource& source, MediaFacts*) {
+    for (const size_t offset : {0, 1, 500, 511, 512, 513, 1990, 1999})
+      for (const size_t n : {0, 1, 12, 511, 512, 513, 1500, 2000, 5000})
+        EXPECT_EQ(read(source, offset, n), content.substr(offset, n)) << offset << " " << n;
+    EXPECT_EQ(read(source, 2000, 1), "");
+    EXPECT_EQ(read(source, ~uint64_t{0}, 2), "");
+    EXPECT_EQ(read(source, 1998, 2), content.substr(1998));
+    return false;
+  };
+  EXPECT_TRUE(DescribeFile(qelPathName::MakeFilePath(dir.Path("large.any").c_str()),
+                           qelPathName::MakeDirPath(dir.Path().c_str()),
+                           {kPhotoClass, "image/any", check}, &item));
+}
+
 TEST_F(MediaItem, RefusesAFileThatIsGone) {
   LogCapture log;
   dir.Write("gone.png", MakePNG(1, 1));
