@@ -231,10 +231,8 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options* options, s
   }
   fault->clear();
   if (outcome == 1 && !prepared.path.empty())
-    *fault =
-        "a path that begins with \"/\" reads as an option, write \"--\" ahead of it: mediaquery "
-        "-- " +
-        prepared.path;
+    *fault = "a path that begins with \"/\" reads as an option, write \"--\" ahead of it: -- " +
+             prepared.path;
   options->help = outcome == -1;
   if (outcome != 0)
     return options->help;

@@ -196,11 +196,14 @@ TEST(ParseOptions, TellsOfTheTwoDashesWhenAPathReadsAsAnOption) {
     EXPECT_FALSE(outcome.good);
     EXPECT_EQ(outcome.printed, "Unknown option 'usr'\n");
     EXPECT_EQ(outcome.fault, "a path that begins with \"/\" reads as an option, write \"--\" ahead "
-                             "of it: mediaquery -- /usr/share");
+                             "of it: -- /usr/share");
   }
   const Outcome outcome = Parse({"/fromage"});
   EXPECT_EQ(outcome.printed, "Separator expected after the option 'from'\n");
-  EXPECT_THAT(outcome.fault, HasSubstr("mediaquery -- /fromage"));
+  EXPECT_THAT(outcome.fault, HasSubstr(": -- /fromage"));
+  const Outcome setting = Parse({"--set", "Folders/Music", "/home/me"});
+  EXPECT_EQ(setting.printed, "Unknown option 'home'\n");
+  EXPECT_THAT(setting.fault, HasSubstr(": -- /home/me"));
 }
 
 TEST(ParseOptions, DoesNotSpeakOfPathsWhenNoneIsThere) {

@@ -210,7 +210,7 @@ TEST_F(Mediaquery, SaysHowAPathIsWrittenThatReadsAsAnOption) {
   EXPECT_THAT(result.err,
               StartsWith("Unknown option 'usr'\n"
                          "mediaquery: a path that begins with \"/\" reads as an option, write "
-                         "\"--\" ahead of it: mediaquery -- /usr/share\nUsage: "));
+                         "\"--\" ahead of it: -- /usr/share\nUsage: "));
 }
 
 TEST_F(Mediaquery, TakesOptionsInEachOfTheirForms) {
