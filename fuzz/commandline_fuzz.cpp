@@ -43,7 +43,7 @@ public:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qelConsole_GetStateForTest()->remote = 1; // Without a server: what is printed is dropped.
+  qelConsole_GetState()->remote = 1; // Without a server: what is printed is dropped.
   qelToolsLog_SetStandardError(0);
   FuzzInput input(data, size);
   const uint8_t rows = input.TakeByte();

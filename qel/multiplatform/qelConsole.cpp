@@ -106,6 +106,6 @@ void qelConsole_Flush() {
     fflush(stdout);
 }
 
-qelConsoleState* qelConsole_GetStateForTest() {
+qelConsoleState* qelConsole_GetState() {
   return &g_console;
 }

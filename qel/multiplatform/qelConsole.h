@@ -13,7 +13,8 @@
 // ERRORS: a failed listen is the result of qelConsole_Init; nothing else is
 // reported here, but what qelTelnet and qelSocket log.
 // OWNERSHIP: the console owns its server and its connection; see qelConsole_Init.
-// THREADS: one at a time; the state is plain globals without a lock.
+// THREADS: one at a time; the state is plain globals without a lock. See
+// qelConsole_GetState for what another thread may do.
 //===----------------------------------------------------------------------===//
 
 #include <cstddef>
@@ -64,7 +65,9 @@ void qelConsole_Printf(const char* format, ...) QEL_PRINTF_LIKE(1, 2);
 // Local mode: flushes standard output. Remote mode: nothing.
 void qelConsole_Flush();
 
-// The state, to look at and to put back.
-qelConsoleState* qelConsole_GetStateForTest();
+// The state: for a thread that has to end a call of the console which blocks another one, by
+// qelTelnet_Close or qelTelnet_ConnectionClose; and for tests, to look at and to put back. Its pointers
+// are read by the thread that uses the console, or under a lock of the program's own.
+qelConsoleState* qelConsole_GetState();
 
 #endif

@@ -70,7 +70,7 @@ int64_t FlushedBytes() {
 // Each test begins in local mode, with nothing counted.
 class qelConsoleTest : public testing::Test {
 protected:
-  qelConsoleTest() : state(qelConsole_GetStateForTest()) {
+  qelConsoleTest() : state(qelConsole_GetState()) {
     qelSocket_Startup();
     *state = {0, 0, nullptr, nullptr};
   }
