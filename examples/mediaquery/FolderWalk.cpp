@@ -9,6 +9,8 @@ FolderWalk::Outcome FolderWalk::VisitFolder(const qelCString& folder) {
   qelPathName entry;
   for (bool found = dir.GetFirst(entry, "*", qelDirFilterFiles | qelDirFilterDirs); found;
        found = dir.GetNext(entry)) {
+    if (ShallStop())
+      return kStopped;
     if (entry.IsDirPath())
       m_pending.push_back(entry.GetFullPath());
     else if (!m_visitor(entry))
@@ -19,7 +21,7 @@ FolderWalk::Outcome FolderWalk::VisitFolder(const qelCString& folder) {
 
 bool FolderWalk::Run(const qelPathName& root) {
   m_pending.push_back(root.GetFullPath());
-  for (bool isRoot = true; !m_pending.empty(); isRoot = false) {
+  for (bool isRoot = true; !m_pending.empty() && !ShallStop(); isRoot = false) {
     const qelCString folder = m_pending.back();
     m_pending.pop_back();
     FolderIdentity identity;

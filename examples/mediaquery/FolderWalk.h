@@ -28,7 +28,11 @@ public:
   // Gets each file's path; false ends the walk.
   using Visitor = std::function<bool(const qelPathName& file)>;
 
-  explicit FolderWalk(Visitor visitor) : m_visitor(std::move(visitor)) {}
+  // Looked at ahead of each folder and each entry; true ends the walk.
+  using Stop = std::function<bool()>;
+
+  explicit FolderWalk(Visitor visitor, Stop stop = {})
+      : m_visitor(std::move(visitor)), m_stop(std::move(stop)) {}
 
   // Walks the whole tree. False: the root itself can't be read.
   bool Run(const qelPathName& root);
@@ -46,9 +50,11 @@ private:
   enum Outcome { kVisited, kUnreadable, kStopped };
 
   bool IsFirstVisit(const FolderIdentity& folder) { return m_visited.insert(folder).second; }
+  bool ShallStop() const { return m_stop && m_stop(); }
   Outcome VisitFolder(const qelCString& folder);
 
   Visitor m_visitor;
+  Stop m_stop;                       // may be empty
   std::vector<qelCString> m_pending; // folders still to be visited, the next one last
   std::unordered_set<FolderIdentity, IdentityHash> m_visited;
   uint64_t m_unreadable = 0;

@@ -49,7 +49,7 @@ static const char kExplanations[] =
     "\n"
     "Without FOLDER, or with an empty one, the folders of the settings are searched.\n"
     "\n"
-    "Exit status: 0 there were hits, 1 there were none, 2 an error.\n";
+    "Exit status: 0 there were hits, 1 there were none, 2 an error, 130 interrupted.\n";
 
 namespace {
 
@@ -186,6 +186,8 @@ static bool CheckOptions(const Options& options, std::string* fault) {
     *fault = "--store needs the whole walk, which --limit would end";
   else if (options.watchSeconds != 0 && !options.from.empty())
     *fault = "--watch needs a folder, and --from searches none";
+  else if (options.watchSeconds != 0 && options.consolePort != 0)
+    *fault = "--watch and --console do not go together";
   return fault->empty();
 }
 
@@ -197,6 +199,10 @@ static bool TakeParameters(const std::vector<std::string>& given, Options* optio
     plain.insert(plain.begin(), "");
   if (plain.size() > 2) {
     *fault = "too many arguments (criteria are one argument: put them in quotes)";
+    return false;
+  }
+  if (plain.size() == 2 && options->consolePort != 0) {
+    *fault = "--console takes its criteria from the client";
     return false;
   }
   if (!plain.empty() && !plain[0].empty())

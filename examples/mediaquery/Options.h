@@ -25,7 +25,6 @@ struct Options {
   uint64_t limit = 0;               // end after this many hits; 0: no limit
   std::string store;                // the catalogue to write; empty: none
   std::string from;                 // the catalogue to search; empty: a folder is searched
-  std::string folder;               // as given; empty with a catalogue to search
   std::vector<std::string> folders; // those to search: the one given, or those of the settings
   std::string criteria = "*";       // everything
   bool set = false;                 // a setting is saved, nothing is searched

@@ -9,7 +9,7 @@
 
 namespace mediaquery {
 
-HitWriter::HitWriter(bool human) {
+HitFormatter::HitFormatter(bool human) {
   m_json.SetStrictMode(false); // slashes stay readable
   m_json.SetHumanMode(human, "  ");
 }
@@ -35,26 +35,38 @@ static std::string MakeStrict(const qelCString& object) {
   return text;
 }
 
-bool HitWriter::Write(qelMediaInfo& item) {
+std::string HitFormatter::Format(qelMediaInfo& item, const char* change) {
   m_json.Reset();
   m_json.MapBegin();
+  if (change != nullptr) {
+    m_json.MapKey("change", false);
+    m_json.Value(change);
+  }
   for (size_t i = 0; i < GetPropertyCount(); ++i)
     WriteProperty(item, GetProperty(i), &m_json);
   m_json.MapEnd();
-  const std::string line = MakeStrict(m_json.Result()) + "\n";
-  return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() &&
-         std::fflush(stdout) == 0;
+  return MakeStrict(m_json.Result()) + "\n";
 }
 
-static std::string Count(uint64_t count, const char* one, const char* many) {
+bool WriteOutput(const std::string& text, const Interrupt& interrupt, std::string* fault) {
+  while (!WaitForOutput())
+    if (interrupt.IsRequested())
+      return false;
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+    *fault = "standard output can't be written";
+  return fault->empty();
+}
+
+std::string FormatCount(uint64_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 static std::string FormatCounts(const Totals& totals) {
-  const std::string seen = totals.fromCatalogue ? Count(totals.files, "line", "lines") + " read, "
-                                                : Count(totals.files, "file", "files") + " seen, ";
-  return seen + Count(totals.items, "media item", "media items") + ", " +
-         Count(totals.hits, "hit", "hits");
+  const std::string seen = totals.fromCatalogue
+                               ? FormatCount(totals.files, "line", "lines") + " read, "
+                               : FormatCount(totals.files, "file", "files") + " seen, ";
+  return seen + FormatCount(totals.items, "media item", "media items") + ", " +
+         FormatCount(totals.hits, "hit", "hits");
 }
 
 Progress::Progress() : m_enabled(IsTerminal(stderr)), m_length(0) {}
@@ -85,16 +97,20 @@ std::string FormatTotals(const Totals& totals, double seconds) {
   char time[32];
   std::snprintf(time, sizeof time, "%.2f s", seconds);
   std::string line = FormatCounts(totals) + ", " + time;
+  if (totals.interrupted)
+    line += "; interrupted";
   if (totals.limited)
     line += "; stopped at the limit";
   if (totals.malformedLines != 0)
-    line += "; " + Count(totals.malformedLines, "line", "lines") + " malformed";
+    line += "; " + FormatCount(totals.malformedLines, "line", "lines") + " malformed";
   if (totals.unreadableFiles != 0)
-    line += "; " + Count(totals.unreadableFiles, "media file", "media files") + " not readable";
+    line +=
+        "; " + FormatCount(totals.unreadableFiles, "media file", "media files") + " not readable";
   if (totals.unreadableFolders != 0)
-    line += "; " + Count(totals.unreadableFolders, "folder", "folders") + " not readable";
+    line += "; " + FormatCount(totals.unreadableFolders, "folder", "folders") + " not readable";
   if (totals.repeatedFolders != 0)
-    line += "; " + Count(totals.repeatedFolders, "folder", "folders") + " met again and left out";
+    line +=
+        "; " + FormatCount(totals.repeatedFolders, "folder", "folders") + " met again and left out";
   return line;
 }
 

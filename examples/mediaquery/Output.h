@@ -12,7 +12,11 @@
 #include <qel/media/MediaInfo.h>
 #include <qel/serialize/JSONFormatter.h>
 
+#include "Interrupt.h"
+
 namespace mediaquery {
+
+enum ExitStatus { kExitHits = 0, kExitNoHits = 1, kExitError = 2 }; // and kInterruptedStatus
 
 struct Totals {
   uint64_t files = 0;             // seen
@@ -24,19 +28,25 @@ struct Totals {
   uint64_t malformedLines = 0;    // of a catalogue, passed over
   bool fromCatalogue = false;     // `files` counts its lines
   bool limited = false;           // the limit ended the walk
+  bool interrupted = false;       // an interrupt did
 };
 
-// Writes items as JSON objects with the properties that they have.
-class HitWriter {
+// Makes JSON objects of items, with the properties that they have.
+class HitFormatter {
 public:
-  explicit HitWriter(bool human);
+  explicit HitFormatter(bool human);
 
-  // False: standard output does not take it.
-  bool Write(qelMediaInfo& item);
+  // The object with its line end. A `change` that is not null goes into the first member, "change".
+  std::string Format(qelMediaInfo& item, const char* change = nullptr);
 
 private:
   qelJSONFormatter m_json;
 };
+
+// Writes on standard output, all of the text or nothing. False: *fault says why; it is left empty if
+// there was an interrupt while standard output took nothing.
+// Windows: an interrupt does not end the wait.
+bool WriteOutput(const std::string& text, const Interrupt& interrupt, std::string* fault);
 
 // The line that is rewritten in place while the program works.
 class Progress {
@@ -54,6 +64,9 @@ private:
   size_t m_length; // of the line that is shown
   std::chrono::steady_clock::time_point m_next;
 };
+
+// "1 hit", "2 hits".
+std::string FormatCount(uint64_t count, const char* one, const char* many);
 
 // "12 files seen, 5 media items, 2 hits, 0.01 s", and what else there is to say.
 std::string FormatTotals(const Totals& totals, double seconds);

@@ -44,6 +44,23 @@ private:
   int m_output; // a second descriptor of standard output; below 0: it has none
 };
 
+// Waits until standard output takes a line without waiting, for a tenth of a second at most. False: it
+// does not yet.
+// Windows: true at once.
+bool WaitForOutput();
+
+// Interrupts: Ctrl-C, Ctrl-Break, or a request to end the program. From CatchInterrupts on, which is
+// called once, the first one ends WaitForInterrupt, and the second one ends the program at once with
+// kInterruptedStatus. False on failure, or if interrupts were caught before.
+// POSIX: SIGINT and SIGTERM; one that was ignored when the program started stays so.
+bool CatchInterrupts();
+
+// Waits. True: there was an interrupt; false: EndWaitForInterrupt was called.
+bool WaitForInterrupt();
+void EndWaitForInterrupt();
+
+constexpr int kInterruptedStatus = 130; // the exit status, as shells have it for SIGINT
+
 // The folder's absolute name; a relative one is taken from the working directory, links in it are
 // followed. False: there is no such folder.
 bool GetAbsoluteFolder(const std::string& folder, std::string* absolute);

@@ -11,28 +11,29 @@
 //   Criteria     qelExpressionParser: text to search tree, and the place of faults
 //   Properties   qelSearchExpressionEvaluator: the search asks about an item
 //   Output       qelJSONFormatter: hits as JSON
+//   Worker       qelListenerWorkerThread and qelSemaphore: headers are read beside the walk
+//   Search       all of these in one search
+//   Watch        qelQueryManager: a search again and again
+//   Console      qelConsole, qelStatusManager, qelActivityManager: searches by telnet
+//   Interrupt    qelStoppableThread: Ctrl-C ends all of it in good order
 //===----------------------------------------------------------------------===//
 
 #include <chrono>
 #include <cstdio>
 #include <string>
 
-#include <qel/files/PathName.h>
-
-#include "Catalogue.h"
+#include "Console.h"
 #include "Criteria.h"
-#include "FolderWalk.h"
-#include "MediaItem.h"
+#include "Interrupt.h"
 #include "Options.h"
 #include "Output.h"
 #include "Platform.h"
-#include "Properties.h"
 #include "Readers.h"
+#include "Search.h"
 #include "Settings.h"
+#include "Watch.h"
 
 namespace mediaquery {
-
-enum ExitStatus { kExitHits = 0, kExitNoHits = 1, kExitError = 2 };
 
 static int Fail(const std::string& message) {
   std::fprintf(stderr, "mediaquery: %s\n", message.c_str());
@@ -47,154 +48,57 @@ static int FailWithUsage(const std::string& message) {
   return kExitError;
 }
 
-// The library takes a relative name from the program's folder; here it is meant from the working
-// directory. A name that begins with one of the library's special folders ("<MyMusic>") is left to it.
-static bool FindRoot(const std::string& folder, qelPathName* root, std::string* fault) {
-  std::string absolute = folder;
-  const bool special = !folder.empty() && folder[0] == '<';
-  if (!special && !GetAbsoluteFolder(folder, &absolute)) {
-    *fault = folder + ": there is no such folder";
-    return false;
-  }
-  *root = qelPathName::MakeDirPath(absolute.c_str());
-  FolderIdentity named;
-  FolderIdentity meant;
-  if (!root->IsValid() || !IdentifyFolder(root->GetFullPath().c_str(), &named)) {
-    *fault = folder + ": there is no such folder, or its name is none for the library";
-    return false;
-  }
-  // The library reads "\" as "/", and "<" as the start of a special folder.
-  if (!special && (!IdentifyFolder(absolute.c_str(), &meant) || !(named == meant))) {
-    *fault = folder + ": the library reads this name as that of another folder";
-    return false;
-  }
-  return true;
-}
-
 namespace {
 
-// One search: every file that the walk brings, or every item of a catalogue, goes through here.
-class Search {
+// Prints hits on standard output.
+class HitPrinter : public HitSink {
 public:
-  Search(const Options& options, CriteriaParser* criteria)
-      : m_options(options), m_criteria(criteria), m_writer(options.human) {}
+  HitPrinter(bool human, const Interrupt* interrupt) : m_formatter(human), m_interrupt(interrupt) {}
 
-  // False ends the walk. Every item goes to `store` too, unless that is null.
-  bool TakeFile(const qelPathName& file, const qelPathName& root, CatalogueWriter* store) {
-    ++totals.files;
-    m_progress.Show(totals);
-    const MediaType* type = FindMediaType(file.GetExtension().c_str());
-    if (type == nullptr)
-      return true;
-    qelMediaInfo item;
-    if (!DescribeFile(file, root, *type, &item)) {
-      ++totals.unreadableFiles;
-      return true;
-    }
-    if (store != nullptr && !store->Add(item, &fault))
-      return false;
-    return TakeItem(item);
+  bool Take(qelMediaInfo& item, std::string* fault) override {
+    return WriteOutput(m_formatter.Format(item), *m_interrupt, fault);
   }
-
-  // Goes through the whole catalogue. Malformed lines are reported and passed over.
-  void TakeCatalogue(CatalogueReader* reader) {
-    totals.fromCatalogue = true;
-    for (bool more = true; more;) {
-      qelMediaInfo item;
-      std::string problem;
-      const CatalogueReader::Outcome outcome = reader->Next(&item, &problem);
-      if (outcome == CatalogueReader::kUnreadable)
-        fault = problem;
-      if (outcome == CatalogueReader::kEnd || outcome == CatalogueReader::kUnreadable)
-        return;
-      ++totals.files;
-      m_progress.Show(totals);
-      if (outcome == CatalogueReader::kItem)
-        more = TakeItem(item);
-      else
-        ReportLine(problem);
-    }
-  }
-
-  void End() { m_progress.Clear(); }
-
-  Totals totals;
-  std::string fault; // what ended the search ahead of its time; empty: nothing did
 
 private:
-  void ReportLine(const std::string& problem) {
-    ++totals.malformedLines;
-    m_progress.Clear();
-    Fail(problem);
-  }
-
-  // False ends the search.
-  bool TakeItem(qelMediaInfo& item) {
-    ++totals.items;
-    ItemEvaluator evaluator(&item);
-    return !m_criteria->Evaluate(&evaluator) || TakeHit(item);
-  }
-
-  bool TakeHit(qelMediaInfo& item) {
-    ++totals.hits;
-    m_progress.Clear();
-    if (!m_writer.Write(item))
-      fault = "standard output can't be written";
-    totals.limited = totals.hits == m_options.limit;
-    return fault.empty() && !totals.limited;
-  }
-
-  const Options& m_options;
-  CriteriaParser* m_criteria;
-  HitWriter m_writer;
-  Progress m_progress;
+  HitFormatter m_formatter;
+  const Interrupt* m_interrupt;
 };
 
 } // namespace
 
-// Both: false, and *fault says what is wrong, if the search came to no good end.
-static bool SearchFolder(const Options& options, Search* search, std::string* fault) {
-  qelPathName root;
-  if (!FindRoot(options.folder, &root, fault))
-    return false;
-  CatalogueWriter writer;
-  CatalogueWriter* store = options.store.empty() ? nullptr : &writer;
-  if (store != nullptr && !store->Open(options.store, fault))
-    return false;
-  FolderWalk walk([&](const qelPathName& file) { return search->TakeFile(file, root, store); });
-  const bool readable = walk.Run(root);
-  search->End();
-  *fault = readable ? search->fault : options.folder + ": this folder can't be read";
-  search->totals.unreadableFolders = walk.UnreadableFolders();
-  search->totals.repeatedFolders = walk.RepeatedFolders();
-  return fault->empty() && (store == nullptr || store->Finish(fault));
+static int RunSearch(const Options& options, CriteriaParser* criteria, Interrupt* interrupt) {
+  const auto start = std::chrono::steady_clock::now();
+  HitPrinter printer(options.human, interrupt);
+  Search search(options, criteria, &printer, interrupt);
+  std::string fault;
+  if (!search.Run(&fault))
+    return Fail(fault);
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  std::fprintf(stderr, "%s\n", FormatTotals(search.totals, time.count()).c_str());
+  if (search.totals.interrupted)
+    return kInterruptedStatus;
+  return search.totals.hits != 0 ? kExitHits : kExitNoHits;
 }
 
-static bool SearchCatalogue(const Options& options, Search* search, std::string* fault) {
-  CatalogueReader reader;
-  if (!reader.Open(options.from, fault))
-    return false;
-  search->TakeCatalogue(&reader);
-  search->End();
-  *fault = search->fault;
-  return fault->empty();
+// A port in the settings is for a program that is asked nothing else.
+static bool WantsConsole(const Options& options) {
+  const bool asked = options.criteria != "*" || options.watchSeconds != 0;
+  return options.consolePort != 0 && (options.consoleGiven || !asked);
 }
 
-static int RunSearch(const Options& options) {
+static int Run(const Options& options) {
+  Interrupt interrupt;
+  if (!interrupt.Start())
+    return Fail("a thread can't be started");
+  if (WantsConsole(options))
+    return Console(options, &interrupt).Run();
   const qelCString text(options.criteria.c_str());
   CriteriaParser criteria(text);
   if (!criteria.Parse())
     return Fail("bad criteria, " + FormatCriteriaFault(text, FindCriteriaFault(text)));
-  const auto start = std::chrono::steady_clock::now();
-  Search search(options, &criteria);
-  std::string fault;
-  const bool done = options.from.empty() ? SearchFolder(options, &search, &fault)
-                                         : SearchCatalogue(options, &search, &fault);
-  if (!done)
-    return Fail(fault);
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  std::fprintf(stderr, "%s\n", FormatTotals(search.totals, time.count()).c_str());
-  return search.totals.hits != 0 ? kExitHits : kExitNoHits;
+  if (options.watchSeconds != 0)
+    return RunWatch(options, &criteria, &interrupt);
+  return RunSearch(options, &criteria, &interrupt);
 }
 
 // Settings and plug-ins, ahead of a search.
@@ -209,7 +113,6 @@ static void SetUp(Options* options, Readers* readers) {
   for (const std::string& complaint : complaints)
     Fail(complaint);
   ApplyExtensions(settings);
-  options->folder = options->folders.empty() ? "" : options->folders[0];
 }
 
 static int SaveOneSetting(const Options& options) {
@@ -241,7 +144,7 @@ static int Main(int argc, char** argv) {
   SetUp(&options, &readers);
   if (options.from.empty() && options.folders.empty())
     return FailWithUsage("no folder is given");
-  return RunSearch(options);
+  return Run(options);
 }
 
 } // namespace mediaquery

@@ -1,10 +1,12 @@
-# The sources of mediaquery but for its main function, and a library of them that is linked with the
-# archive, for tests and fuzz targets.
+# The sources of mediaquery but for its main function, as a library: for the program, for tests and for
+# fuzz targets.
 
 set(mediaquery_sources
   Catalogue.cpp
+  Console.cpp
   Criteria.cpp
   FolderWalk.cpp
+  Interrupt.cpp
   MediaHeader.cpp
   MediaItem.cpp
   MediaTypes.cpp
@@ -13,7 +15,10 @@ set(mediaquery_sources
   Properties.cpp
   Readers.cpp
   Settings.cpp
+  Search.cpp
   Text.cpp
+  Watch.cpp
+  Worker.cpp
 )
 set(mediaquery_libraries "")
 if(WIN32)

@@ -227,6 +227,8 @@ TEST(ParseOptions, RefusesWhatTheTableCanNotTell) {
       {{"--store", "c", "--limit", "1", "a"},
        "--store needs the whole walk, which --limit would end"},
       {{"--watch", "5", "--from", "c"}, "--watch needs a folder, and --from searches none"},
+      {{"--watch", "5", "--console", "1", "d"}, "--watch and --console do not go together"},
+      {{"--console", "1", "d", "*"}, "--console takes its criteria from the client"},
       {{"--from", "c", "*", "*"},
        "too many arguments (criteria are one argument: put them in quotes)"},
       {{"--console", "65536", "a"}, "--console needs PORT or ADDRESS:PORT, not '65536'"},
@@ -268,5 +270,8 @@ TEST(GetUsage, BeginsWithTheParsersOwnText) {
   EXPECT_THAT(usage, HasSubstr(" [/limit<num>] [/human] [/store<str>] [/from<str>] [/watch<num>] "
                                "[/console<str>] [/set<str>] [/help] [FOLDER] [CRITERIA]\n"));
   EXPECT_THAT(usage, HasSubstr("  /limit <num>  \tend after this many hits\n"));
-  EXPECT_THAT(usage, HasSubstr("Exit status: 0 there were hits, 1 there were none, 2 an error.\n"));
+  EXPECT_THAT(
+      usage,
+      HasSubstr(
+          "Exit status: 0 there were hits, 1 there were none, 2 an error, 130 interrupted.\n"));
 }

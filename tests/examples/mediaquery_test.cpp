@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -10,7 +12,10 @@
 #include <tests/support/Hidden.h>
 #include <tests/support/MediaFiles.h>
 #include <tests/support/RunProgram.h>
+#include <tests/support/Sockets.h>
+#include <tests/support/TelnetScene.h>
 #include <tests/support/TempDir.h>
+#include <tests/support/WaitFor.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -381,4 +386,50 @@ TEST_F(Mediaquery, FindsNothingInAnEmptyCatalogue) {
   const ProgramResult result = RunQuery({"--from", dir.Write("empty.cat")});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.err, StartsWith("0 lines read, 0 media items, 0 hits, "));
+}
+
+TEST_F(Mediaquery, WatchesUntilTheLimit) {
+  const ProgramResult result = RunQuery({"--watch", "1000", "--limit", "2", "Holiday"}, dir.Path());
+  EXPECT_EQ(result.status, 0);
+  const std::vector<std::string> lines = Lines(result.out);
+  ASSERT_EQ(lines.size(), 2u);
+  for (const std::string& line : lines)
+    EXPECT_THAT(line, StartsWith("{\"change\":\"added\",\"@id\":\""));
+  EXPECT_THAT(result.err, StartsWith("1 look: "));
+  EXPECT_THAT(result.err, HasSubstr("; stopped at the limit"));
+}
+
+TEST_F(Mediaquery, FailsWhenTheFirstLookOfAWatchFails) {
+  EXPECT_EQ(RunQuery({"--watch", "1", "nowhere"}, dir.Path()).status, 2);
+  EXPECT_EQ(RunQuery({"--watch", "1", "--store", "no/c.cat", "Holiday"}, dir.Path()).status, 2);
+}
+
+TEST_F(Mediaquery, ServesATelnetClient) {
+  const unsigned short port = TestSocket::Bound(SOCK_STREAM).Port();
+  ProgramResult result;
+  std::thread program([&] {
+    result = RunQuery({"--console", std::to_string(port), "Holiday"}, dir.Path());
+  });
+  std::unique_ptr<LoopbackClient> client;
+  const bool connected = WaitFor([&] {
+    client = std::make_unique<LoopbackClient>(port);
+    return client->IsConnected();
+  });
+  EXPECT_TRUE(connected);
+  EXPECT_TRUE(client->Send("dc:title = \"sea\"\r\nquit\r\n"));
+  const std::string text = client->ReceiveAll();
+  program.join();
+  EXPECT_THAT(text, StartsWith("Greetings from qelConsole!\r\nmediaquery: type criteria"));
+  EXPECT_THAT(text, HasSubstr("\r\n> {\"@id\":\"sea.png\","));
+  EXPECT_THAT(text, HasSubstr("2 files seen, 2 media items, 1 hit, "));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("1 query run, 1 hit\n"));
+}
+
+TEST_F(Mediaquery, FailsWhereNoConsoleCanListen) {
+  const ProgramResult result = RunQuery({"--console", "192.0.2.1:2323", "Holiday"}, dir.Path());
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err,
+              HasSubstr("mediaquery: no telnet client can be served at 192.0.2.1:2323\n"));
 }

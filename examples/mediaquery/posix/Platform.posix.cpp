@@ -1,8 +1,12 @@
 #include "../Platform.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,6 +39,62 @@ OutputToError::~OutputToError() {
   }
   ::dup2(m_output, STDOUT_FILENO);
   ::close(m_output);
+}
+
+bool WaitForOutput() {
+  struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  const int ready = ::poll(&output, 1, /*timeout=*/100);
+  // What is wrong with it, the write will tell.
+  return ready > 0 || (ready < 0 && errno != EINTR);
+}
+
+// What the signal handler uses: it may do no more than count and write to a pipe.
+static int g_interruptPipe[2] = {-1, -1};
+static std::atomic<int> g_interrupts{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler takes no lock");
+
+static void WakeWaiter(char why) {
+  while (::write(g_interruptPipe[1], &why, 1) < 0 && errno == EINTR) {
+  }
+}
+
+static void HandleInterrupt(int) {
+  const int error = errno;
+  if (g_interrupts.fetch_add(1) != 0)
+    ::_exit(kInterruptedStatus);
+  WakeWaiter('i');
+  errno = error;
+}
+
+static bool CatchSignal(int number) {
+  struct sigaction action;
+  if (::sigaction(number, nullptr, &action) != 0)
+    return false;
+  // Programs in the background of a script are started with SIGINT ignored.
+  if (action.sa_handler == SIG_IGN)
+    return true;
+  action = {};
+  action.sa_handler = HandleInterrupt;
+  action.sa_flags = SA_RESTART;
+  ::sigemptyset(&action.sa_mask);
+  return ::sigaction(number, &action, nullptr) == 0;
+}
+
+bool CatchInterrupts() {
+  if (g_interruptPipe[0] >= 0 || ::pipe2(g_interruptPipe, O_CLOEXEC) != 0)
+    return false;
+  return CatchSignal(SIGINT) && CatchSignal(SIGTERM);
+}
+
+bool WaitForInterrupt() {
+  char why = 0;
+  while (::read(g_interruptPipe[0], &why, 1) < 0 && errno == EINTR) {
+  }
+  return why == 'i';
+}
+
+void EndWaitForInterrupt() {
+  WakeWaiter('e');
 }
 
 bool GetAbsoluteFolder(const std::string& folder, std::string* absolute) {

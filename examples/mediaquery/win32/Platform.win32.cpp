@@ -6,6 +6,8 @@
 #include <io.h>
 #include <shellapi.h>
 
+#include <atomic>
+
 namespace mediaquery {
 
 static std::string ToUTF8(const wchar_t* text) {
@@ -72,6 +74,44 @@ OutputToError::~OutputToError() {
   }
   ::_dup2(m_output, ::_fileno(stdout));
   ::_close(m_output);
+}
+
+// A pipe does not tell whether it takes anything.
+bool WaitForOutput() {
+  return true;
+}
+
+// What the handler uses, which the system calls on a thread of its own.
+static HANDLE g_interrupted = nullptr; // an event
+static HANDLE g_waitEnded = nullptr;   // likewise
+static std::atomic<int> g_interrupts{0};
+
+static BOOL WINAPI HandleInterrupt(DWORD kind) {
+  if (g_interrupts.fetch_add(1) != 0)
+    ::TerminateProcess(::GetCurrentProcess(), kInterruptedStatus);
+  ::SetEvent(g_interrupted);
+  // When a window is closed or a user leaves, the system ends the program as soon as this returns.
+  if (kind != CTRL_C_EVENT && kind != CTRL_BREAK_EVENT)
+    ::Sleep(INFINITE);
+  return TRUE;
+}
+
+bool CatchInterrupts() {
+  if (g_interrupted != nullptr)
+    return false;
+  g_interrupted = ::CreateEventW(nullptr, /*manual=*/TRUE, /*set=*/FALSE, nullptr);
+  g_waitEnded = ::CreateEventW(nullptr, /*manual=*/TRUE, /*set=*/FALSE, nullptr);
+  return g_interrupted != nullptr && g_waitEnded != nullptr &&
+         ::SetConsoleCtrlHandler(HandleInterrupt, TRUE) != 0;
+}
+
+bool WaitForInterrupt() {
+  const HANDLE events[] = {g_interrupted, g_waitEnded};
+  return ::WaitForMultipleObjects(2, events, /*all=*/FALSE, INFINITE) == WAIT_OBJECT_0;
+}
+
+void EndWaitForInterrupt() {
+  ::SetEvent(g_waitEnded);
 }
 
 bool GetAbsoluteFolder(const std::string& folder, std::string* absolute) {
