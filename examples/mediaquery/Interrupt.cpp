@@ -16,10 +16,7 @@ Interrupt::~Interrupt() {
 }
 
 bool Interrupt::Start() {
-  if (ThreadCreate() != 0)
-    return false;
-  // A thread that was never let go needs no joining.
-  if (!CatchInterrupts())
+  if (!CatchInterrupts() || ThreadCreate() != 0)
     return false;
   m_started = true;
   Go(/*minState=*/0);
@@ -34,12 +31,13 @@ void Interrupt::SetWaker(std::function<void()> waker) {
 }
 
 void Interrupt::OnRun() {
-  if (!WaitForInterrupt())
-    return;
-  qelMutexLocker locker(&m_mutex);
-  m_requested = true;
-  if (m_waker)
-    m_waker();
+  // The second interrupt ends the program, so this goes on once at most.
+  while (WaitForInterrupt()) {
+    qelMutexLocker locker(&m_mutex);
+    m_requested = true;
+    if (m_waker)
+      m_waker();
+  }
 }
 
 } // namespace mediaquery

@@ -50,12 +50,13 @@ private:
 bool WaitForOutput();
 
 // Interrupts: Ctrl-C, Ctrl-Break, or a request to end the program. From CatchInterrupts on, which is
-// called once, the first one ends WaitForInterrupt, and the second one ends the program at once with
-// kInterruptedStatus. False on failure, or if interrupts were caught before.
+// called once and ahead of all other threads, the first one ends WaitForInterrupt, and the second one
+// ends the program at once with kInterruptedStatus. False on failure, or if they were caught before.
 // POSIX: SIGINT and SIGTERM; one that was ignored when the program started stays so.
 bool CatchInterrupts();
 
 // Waits. True: there was an interrupt; false: EndWaitForInterrupt was called.
+// POSIX: to be called by one thread, which takes the signals and so must live on after the first one.
 bool WaitForInterrupt();
 void EndWaitForInterrupt();
 

@@ -80,13 +80,28 @@ static bool CatchSignal(int number) {
   return ::sigaction(number, &action, nullptr) == 0;
 }
 
+// Whether this thread, and those that it makes from now on, are interrupted by the signals.
+static bool AdmitSignals(bool admit) {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::sigaddset(&signals, SIGINT);
+  ::sigaddset(&signals, SIGTERM);
+  return ::pthread_sigmask(admit ? SIG_UNBLOCK : SIG_BLOCK, &signals, nullptr) == 0;
+}
+
+// The signals are for the thread that waits for them; all others work undisturbed.
 bool CatchInterrupts() {
   if (g_interruptPipe[0] >= 0 || ::pipe2(g_interruptPipe, O_CLOEXEC) != 0)
     return false;
-  return CatchSignal(SIGINT) && CatchSignal(SIGTERM);
+  return AdmitSignals(false) && CatchSignal(SIGINT) && CatchSignal(SIGTERM);
 }
 
 bool WaitForInterrupt() {
+  AdmitSignals(true);
+  // Race detectors hold signals back in a read, but not in a poll.
+  struct pollfd pipe = {g_interruptPipe[0], POLLIN, 0};
+  while (::poll(&pipe, 1, /*timeout=*/-1) < 0 && errno == EINTR) {
+  }
   char why = 0;
   while (::read(g_interruptPipe[0], &why, 1) < 0 && errno == EINTR) {
   }

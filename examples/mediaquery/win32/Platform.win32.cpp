@@ -82,8 +82,8 @@ bool WaitForOutput() {
 }
 
 // What the handler uses, which the system calls on a thread of its own.
-static HANDLE g_interrupted = nullptr; // an event
-static HANDLE g_waitEnded = nullptr;   // likewise
+static HANDLE g_interrupted = nullptr; // an event that one wait takes
+static HANDLE g_waitEnded = nullptr;   // an event that stays
 static std::atomic<int> g_interrupts{0};
 
 static BOOL WINAPI HandleInterrupt(DWORD kind) {
@@ -99,7 +99,7 @@ static BOOL WINAPI HandleInterrupt(DWORD kind) {
 bool CatchInterrupts() {
   if (g_interrupted != nullptr)
     return false;
-  g_interrupted = ::CreateEventW(nullptr, /*manual=*/TRUE, /*set=*/FALSE, nullptr);
+  g_interrupted = ::CreateEventW(nullptr, /*manual=*/FALSE, /*set=*/FALSE, nullptr);
   g_waitEnded = ::CreateEventW(nullptr, /*manual=*/TRUE, /*set=*/FALSE, nullptr);
   return g_interrupted != nullptr && g_waitEnded != nullptr &&
          ::SetConsoleCtrlHandler(HandleInterrupt, TRUE) != 0;
