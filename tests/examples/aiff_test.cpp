@@ -120,10 +120,40 @@ TEST(AiffReader, TellsTheLengthOfPlainSamplesOnly) {
 }
 
 TEST(AiffReader, DoesNotBelieveALengthThatTheFileCanNotHold) {
-  const std::string file = MakeFORM("AIFF", MakeAIFFCommon(1, 1000, 8, 0xFFFFFFFF));
-  MediaReaderFacts facts;
-  ASSERT_TRUE(Read(file, &facts));
-  EXPECT_EQ(facts.durationMS, file.size());
+  const std::string form = MakeAIFFCommon(1, 1000, 8, 0xFFFFFFFF);
+  const std::string samples(50, '\0');
+  const struct {
+    std::string chunks;
+    uint64_t milliseconds;
+  } kCases[] = {
+      {form + MakeBigChunk("SSND", std::string(8, '\0') + samples), 50},
+      {form + MakeBigChunk("SSND", std::string(8, '\0') + samples) + MakeBigChunk("ANNO", samples),
+       50},
+      {MakeBigChunk("SSND", std::string(8, '\0') + samples) + form, 50},
+      // Ten bytes are left out, all of them, and more than there are.
+      {form + MakeBigChunk("SSND", BigBytes(10, 4) + BigBytes(0, 4) + samples), 40},
+      {form + MakeBigChunk("SSND", BigBytes(50, 4) + BigBytes(0, 4) + samples), 0},
+      {form + MakeBigChunk("SSND", BigBytes(0xFFFFFFFF, 4) + BigBytes(0, 4) + samples), 0},
+      // A size that goes beyond the file.
+      {form + "SSND" + BigBytes(0xFFFFFFFF, 4) + std::string(8, '\0') + samples, 50},
+      {form + MakeBigChunk("SSND", "short"), 0},
+      {form, 0},
+  };
+  for (const auto& row : kCases) {
+    MediaReaderFacts facts;
+    ASSERT_TRUE(Read(MakeFORM("AIFF", row.chunks), &facts));
+    EXPECT_EQ(facts.hasDuration, 1u);
+    EXPECT_EQ(facts.durationMS, row.milliseconds) << &row - kCases;
+  }
+}
+
+TEST(AiffReader, CountsTheSamplesOfAFileThatIsCut) {
+  const std::string file = MakeAIFF(2, 1000, 16, 10);
+  for (size_t lost = 0; lost <= 40; ++lost) {
+    MediaReaderFacts facts;
+    ASSERT_TRUE(Read(file.substr(0, file.size() - lost), &facts));
+    EXPECT_EQ(facts.durationMS, (40 - lost) / 4) << lost;
+  }
 }
 
 TEST(AiffReader, RefusesAFileThatIsCutAnywhereAheadOfItsSamples) {
@@ -156,4 +186,7 @@ TEST(AiffReader, EndsItsWalkOverMoreChunksThanAFileHas) {
   int reads = 0;
   EXPECT_FALSE(Read(MakeFORM("AIFF", chunks + MakeAIFFCommon(1, 8000, 8, 0)), &facts, &reads));
   EXPECT_LE(reads, 1025);
+  EXPECT_TRUE(Read(MakeFORM("AIFF", MakeAIFFCommon(1, 8000, 8, 1) + chunks), &facts, &reads));
+  EXPECT_EQ(facts.durationMS, 0u);
+  EXPECT_LE(reads, 1030);
 }
