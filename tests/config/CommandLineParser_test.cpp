@@ -476,7 +476,7 @@ TEST(CommandLineParserParse, ReportsToTheClientOfARemoteConsole) {
   Parser parser;
   parser.SetDescription(kTable);
   parser.SetArguments({"-q"});
-  qelConsoleState* const console = qelConsole_GetStateForTest();
+  qelConsoleState* const console = qelConsole_GetState();
   qelSocket_Startup();
   ASSERT_EQ(qelConsole_Init("127.0.0.1", 0, 1), 0);
   LoopbackClient client(PortOf(console->telnet));

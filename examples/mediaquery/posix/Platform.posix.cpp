@@ -73,9 +73,9 @@ static bool CatchSignal(int number) {
   // Programs in the background of a script are started with SIGINT ignored.
   if (action.sa_handler == SIG_IGN)
     return true;
+  // A call that is interrupted ends early: that of the thread that waits, for the others block them.
   action = {};
   action.sa_handler = HandleInterrupt;
-  action.sa_flags = SA_RESTART;
   ::sigemptyset(&action.sa_mask);
   return ::sigaction(number, &action, nullptr) == 0;
 }
