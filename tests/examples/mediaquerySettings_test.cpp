@@ -101,6 +101,18 @@ TEST_F(MediaquerySettings, TakeARelativeFolderFromTheProgramsFolder) {
   EXPECT_THAT(Run({}).err, StartsWith("4 files seen, 3 media items"));
 }
 
+TEST_F(MediaquerySettings, NameSeveralFoldersThatAreSearchedAsOne) {
+  Configure("[Folders]\nMedia=./Media\nOther=./Other\n");
+  dir.MakeDir("Other");
+  dir.Write("Other/sea.png", MakePNG(1, 1));
+  const ProgramResult result = Run({});
+  EXPECT_EQ(CountHits(result), 4u);
+  EXPECT_THAT(result.err, HasSubstr("5 files seen, 4 media items, 4 hits, "));
+  EXPECT_EQ(CountHits(Run({"--limit", "3"})), 3u);
+  EXPECT_EQ(Run({"--store", "c.cat"}).status, 0);
+  EXPECT_EQ(Run({"--from", "c.cat"}).out, result.out);
+}
+
 TEST_F(MediaquerySettings, ChangeWhatCountsAsMedia) {
   Configure("[Pictures]\nxpm=image/x-xpixmap\ngif=none\n");
   const ProgramResult result = Run({"Media"});
