@@ -46,7 +46,7 @@ need_packages() {
 
 # What every native build needs, and its tests.
 native_packages=(g++ cmake ninja-build ccache libtrio-dev libspdlog-dev libfmt-dev)
-test_packages=(libgtest-dev libgmock-dev python3 telnet)
+test_packages=(libgtest-dev libgmock-dev python3 telnet iproute2)
 
 # Compiler output is kept between builds.
 launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
