@@ -176,14 +176,18 @@ bool SaveSetting(const SettingsPlace& place, const std::string& key, const std::
     return false;
   const qelCString path = qelConfig::GetValidPath(place.writeFolder.c_str(), kFileName, "_");
   *file = qelPathName::MakeFilePath(path.c_str()).GetFullPath().c_str();
+  // What can't be read would be lost: a save writes all that was read and the new value.
+  if (qelFile::Exists(file->c_str()) && !qelFile::Access(file->c_str(), qelFileModeRead)) {
+    *fault = *file + " can't be read";
+    return false;
+  }
   const std::unique_ptr<qelConfig> config = OpenConfig(place);
   if (!config->SetString(section.c_str(), name.c_str(), qelCString(value.c_str()))) {
     *fault = "ConfigPath.ini names no folder to write to";
     return false;
   }
   const qelCString wanted(value.c_str());
-  // The library does not look whether the disk took all bytes, and a line of the file has its limits: so
-  // the file is read again.
+  // A line of the file has its limits, so the file is read again.
   if (!config->Save() ||
       OpenConfig(place)->GetCString(section.c_str(), name.c_str(), qelCString()) != wanted) {
     *fault = *file + " could not be written";
