@@ -132,42 +132,36 @@ qelSocketHandle qelSocket_GetUDPSocket(unsigned hostAddress, unsigned short* por
 
 // Addresses ------------------------------------------------------------------------
 
-// Stores what a name call gave, in host order.
-static void StoreName(const sockaddr_in& name, unsigned* ip, unsigned short* port) {
+// Stores what a name call gave, in host order, or logs its failure. Returns the call's result.
+// INTENDED: the text speaks of the peer name for either call. Whoever searches a log knows it by that.
+// Pinned by QelSocketGetSockName.SpeaksOfThePeerNameInItsFailure.
+static int EndNameCall(int result, qelSocketHandle socket, const sockaddr_in& name, unsigned* ip,
+                       unsigned short* port, const char* label) {
+  if (result < 0) {
+    const KeptError error;
+    QEL_LOG(1, "Cannot get peer name for socket %d: error = %d [%s]\n", qelSocketRaw_Shown(socket),
+            error.code, label);
+    return result;
+  }
   if (ip != nullptr)
     *ip = ntohl(name.sin_addr.s_addr);
   if (port != nullptr)
     *port = ntohs(name.sin_port);
+  return result;
 }
 
 int qelSocket_GetPeerName(qelSocketHandle socket, unsigned* ip, unsigned short* port,
                           const char* label) {
   sockaddr_in name = {};
   const int result = qelSocketRaw_GetPeerName(socket, &name);
-  if (result < 0) {
-    const KeptError error;
-    QEL_LOG(1, "Cannot get peer name for socket %d: error = %d [%s]\n", qelSocketRaw_Shown(socket),
-            error.code, label);
-    return result;
-  }
-  StoreName(name, ip, port);
-  return result;
+  return EndNameCall(result, socket, name, ip, port, label);
 }
 
 int qelSocket_GetSockName(qelSocketHandle socket, unsigned* ip, unsigned short* port,
                           const char* label) {
   sockaddr_in name = {};
   const int result = qelSocketRaw_GetSockName(socket, &name);
-  if (result < 0) {
-    const KeptError error;
-    // INTENDED: the text speaks of the peer name. Whoever searches a log knows it by that.
-    // Pinned by QelSocketGetSockName.SpeaksOfThePeerNameInItsFailure.
-    QEL_LOG(1, "Cannot get peer name for socket %d: error = %d [%s]\n", qelSocketRaw_Shown(socket),
-            error.code, label);
-    return result;
-  }
-  StoreName(name, ip, port);
-  return result;
+  return EndNameCall(result, socket, name, ip, port, label);
 }
 
 unsigned qelSocket_InetAddr(const char* text) {
